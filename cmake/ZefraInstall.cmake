@@ -1,0 +1,37 @@
+# Install rules: the shared library, the public header, a CMake package
+# (find_package(Zefra_TDR_Helpers) then link Zefra::TDR_Helpers) and a
+# pkg-config file (zefra_tdr_helpers).
+include(CMakePackageConfigHelpers)
+
+install(TARGETS Zefra_TDR_Helpers
+  EXPORT Zefra_TDR_HelpersTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zefra
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(ZEFRA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Zefra_TDR_Helpers)
+install(EXPORT Zefra_TDR_HelpersTargets
+  NAMESPACE Zefra::
+  DESTINATION ${ZEFRA_CMAKE_DIR})
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/Zefra_TDR_HelpersConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/Zefra_TDR_HelpersConfig.cmake
+  INSTALL_DESTINATION ${ZEFRA_CMAKE_DIR})
+write_basic_package_version_file(
+  ${PROJECT_BINARY_DIR}/Zefra_TDR_HelpersConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/Zefra_TDR_HelpersConfig.cmake
+  ${PROJECT_BINARY_DIR}/Zefra_TDR_HelpersConfigVersion.cmake
+  DESTINATION ${ZEFRA_CMAKE_DIR})
+
+# The .pc file locates the prefix relative to itself, so that an install
+# made with `cmake --install --prefix DIR` stays usable wherever DIR is.
+file(RELATIVE_PATH ZEFRA_PC_TO_PREFIX
+  /zefra_root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /zefra_root)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zefra_tdr_helpers.pc.in
+  ${PROJECT_BINARY_DIR}/zefra_tdr_helpers.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zefra_tdr_helpers.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

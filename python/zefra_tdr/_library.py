@@ -1,0 +1,175 @@
+"""Locate and load the Zefra_TDR_Helpers shared library with :mod:`ctypes`.
+
+The library is looked up once, on first use, in this order:
+
+1. the environment variable ``ZEFRA_TDR_LIB``, holding the full path of the
+   library file (when it is set, nothing else is tried);
+2. the build tree of the repository this package sits in:
+   ``<repo>/build/release/lib`` first, then every other ``<repo>/build/*/lib``
+   in name order (and the matching ``bin`` directories, where CMake puts
+   Windows DLLs);
+3. the plain file name, resolved by the system loader
+   (``LD_LIBRARY_PATH``, ``DYLD_LIBRARY_PATH``, ``PATH``, ...).
+
+If none of them can be loaded, :class:`OSError` is raised listing every
+candidate that was tried and why it failed.
+
+Every export is given its ``argtypes`` and ``restype`` from the table
+:data:`SIGNATURES`; new exports are added there.
+"""
+
+from __future__ import annotations
+
+import ctypes
+import os
+import sys
+import threading
+from pathlib import Path
+
+__all__ = [
+    "ENV_VAR",
+    "LIBRARY_FILE_NAME",
+    "SIGNATURES",
+    "ZefraComplex",
+    "candidate_paths",
+    "function",
+    "load_library",
+]
+
+#: Environment variable that names the library file explicitly.
+ENV_VAR = "ZEFRA_TDR_LIB"
+
+
+def _library_file_name(platform: str = sys.platform) -> str:
+    if platform.startswith("win") or platform == "cygwin":
+        return "Zefra_TDR_Helpers.dll"
+    if platform == "darwin":
+        return "libZefra_TDR_Helpers.dylib"
+    return "libZefra_TDR_Helpers.so"
+
+
+#: File name of the shared library on this platform.
+LIBRARY_FILE_NAME = _library_file_name()
+
+# <repo>/python/zefra_tdr/_library.py -> <repo>
+_REPO_ROOT = Path(__file__).resolve().parent.parent.parent
+
+
+class ZefraComplex(ctypes.Structure):
+    """``zefra_complex``: 16 bytes, real part then imaginary part.
+
+    Same memory layout as one element of a ``numpy.complex128`` array, so
+    complex buffers can equally be passed as interleaved ``double`` pairs.
+    """
+
+    _fields_ = [("re", ctypes.c_double), ("im", ctypes.c_double)]
+
+
+_c_double_p = ctypes.POINTER(ctypes.c_double)
+
+#: Export name -> (restype, argtypes).  Counts are ``int32_t``; double
+#: buffers are ``double *``; complex buffers are passed as ``double *`` to
+#: interleaved (re, im) pairs.
+SIGNATURES: dict[str, tuple[object, list[object]]] = {
+    "median": (ctypes.c_double, [_c_double_p, ctypes.c_int32]),
+    "Eval_std": (ctypes.c_double, [_c_double_p, ctypes.c_int32]),
+    "norm": (ctypes.c_double, [_c_double_p, ctypes.c_int32]),
+}
+
+_lock = threading.Lock()
+_library: ctypes.CDLL | None = None
+
+
+def _build_tree_candidates(repo_root: Path, file_name: str) -> list[Path]:
+    build = repo_root / "build"
+    preferred = build / "release"
+    others: list[Path] = []
+    if build.is_dir():
+        others = sorted(p for p in build.iterdir() if p.is_dir() and p != preferred)
+    candidates: list[Path] = []
+    for tree in [preferred, *others]:
+        for sub in ("lib", "bin"):
+            candidates.append(tree / sub / file_name)
+    return candidates
+
+
+def candidate_paths() -> list[str]:
+    """Return, in search order, the names :func:`load_library` would try."""
+    explicit = os.environ.get(ENV_VAR)
+    if explicit:
+        return [explicit]
+    names = [
+        str(p) for p in _build_tree_candidates(_REPO_ROOT, LIBRARY_FILE_NAME) if p.is_file()
+    ]
+    names.append(LIBRARY_FILE_NAME)
+    return names
+
+
+def _declare(lib: ctypes.CDLL) -> None:
+    for name, (restype, argtypes) in SIGNATURES.items():
+        fn = getattr(lib, name)
+        fn.restype = restype
+        fn.argtypes = argtypes
+
+
+def _load() -> ctypes.CDLL:
+    explicit = os.environ.get(ENV_VAR)
+    tried: list[str] = []
+    if explicit:
+        try:
+            lib = ctypes.CDLL(explicit)
+        except OSError as exc:
+            raise OSError(
+                f"cannot load the Zefra_TDR_Helpers library named by {ENV_VAR}="
+                f"{explicit!r}: {exc}"
+            ) from exc
+        _declare(lib)
+        return lib
+
+    for path in _build_tree_candidates(_REPO_ROOT, LIBRARY_FILE_NAME):
+        if not path.is_file():
+            tried.append(f"{path} (not found)")
+            continue
+        try:
+            lib = ctypes.CDLL(str(path))
+        except OSError as exc:
+            tried.append(f"{path} ({exc})")
+            continue
+        _declare(lib)
+        return lib
+
+    try:
+        lib = ctypes.CDLL(LIBRARY_FILE_NAME)
+    except OSError as exc:
+        tried.append(f"{LIBRARY_FILE_NAME} via the system loader ({exc})")
+        raise OSError(
+            "cannot find the Zefra_TDR_Helpers shared library. Set "
+            f"{ENV_VAR} to the full path of {LIBRARY_FILE_NAME}, or build it "
+            "with 'cmake --build --preset release'. Tried:\n  " + "\n  ".join(tried)
+        ) from exc
+    _declare(lib)
+    return lib
+
+
+def load_library() -> ctypes.CDLL:
+    """Return the loaded library, loading it on the first call.
+
+    Raises
+    ------
+    OSError
+        If the library cannot be found or loaded; the message lists every
+        candidate tried.
+    """
+    global _library
+    if _library is None:
+        with _lock:
+            if _library is None:
+                _library = _load()
+    return _library
+
+
+def function(name: str):
+    """Return the export ``name`` of the library, with its prototype set."""
+    if name not in SIGNATURES:
+        raise KeyError(f"no prototype declared for export {name!r}")
+    return getattr(load_library(), name)

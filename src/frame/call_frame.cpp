@@ -1,0 +1,79 @@
+#include "frame/call_frame.h"
+
+#include <cstdlib>
+
+namespace zefra {
+namespace {
+
+template <typename T>
+void copyOut(const DynArray* result, T* out, int32_t count) {
+  const T* values = elementsOf<T>(result);
+  for (int32_t i = 0; i < count; ++i) {
+    out[i] = values[i];
+  }
+}
+
+}  // namespace
+
+CallFrame::~CallFrame() {
+  for (int i = 0; i < count_; ++i) {
+    dynArrayFree(records_[i]);
+  }
+}
+
+DynArray* CallFrame::create(int32_t rows, int32_t cols, int32_t elementSize) {
+  if (count_ == kMaxRecords) {
+    std::abort();  // an export creating more records than any needs
+  }
+  DynArray* array = dynArrayInit(2);
+  array->size[0] = rows;
+  array->size[1] = cols;
+  ensureCapacity(array, 1, elementSize);
+  records_[count_++] = array;
+  return array;
+}
+
+template <typename T>
+DynArray* CallFrame::copyIn(const T* values, int32_t rows, int32_t cols, int32_t n) {
+  DynArray* array = create(rows, cols, static_cast<int32_t>(sizeof(T)));
+  T* target = elementsOf<T>(array);
+  for (int32_t i = 0; i < n; ++i) {
+    target[i] = values[i];
+  }
+  return array;
+}
+
+DynArray* CallFrame::column(const double* values, int32_t n) { return copyIn(values, n, 1, n); }
+DynArray* CallFrame::row(const double* values, int32_t n) { return copyIn(values, 1, n, n); }
+DynArray* CallFrame::complexColumn(const Complex* values, int32_t n) {
+  return copyIn(values, n, 1, n);
+}
+DynArray* CallFrame::complexRow(const Complex* values, int32_t n) {
+  return copyIn(values, 1, n, n);
+}
+
+DynArray* CallFrame::doubleOutput(int32_t rows, int32_t cols) {
+  return create(rows, cols, static_cast<int32_t>(sizeof(double)));
+}
+
+DynArray* CallFrame::complexOutput(int32_t rows, int32_t cols) {
+  return create(rows, cols, static_cast<int32_t>(sizeof(Complex)));
+}
+
+void copyFirstExtentOut(const DynArray* result, double* out) {
+  copyOut(result, out, result->size[0]);
+}
+
+void copyFirstExtentOut(const DynArray* result, Complex* out) {
+  copyOut(result, out, result->size[0]);
+}
+
+void copyCountOut(const DynArray* result, double* out, int32_t count) {
+  copyOut(result, out, count);
+}
+
+void copyCountOut(const DynArray* result, Complex* out, int32_t count) {
+  copyOut(result, out, count);
+}
+
+}  // namespace zefra

@@ -1,0 +1,58 @@
+// CallFrame: the wrapping every export performs around its one kernel call.
+//
+//   1. each caller input buffer is copied, in index order, into a fresh
+//      record of the export's shape (column {n, 1} or row {1, n});
+//   2. each output gets a fresh zero-filled record;
+//   3. the kernel runs on the records;
+//   4. the result is copied back into the caller's buffer;
+//   5. every record is freed, in creation order, when the frame goes away.
+//
+// The caller's buffers are never written (except the outputs in step 4) and
+// never kept.  Counts are not validated: a negative count becomes a negative
+// extent, for which no storage is allocated and nothing is copied.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/dyn_array.h"
+
+namespace zefra {
+
+class CallFrame {
+ public:
+  CallFrame() = default;
+  CallFrame(const CallFrame&) = delete;
+  CallFrame& operator=(const CallFrame&) = delete;
+  ~CallFrame();
+
+  // Step 1: a copy of n caller values as a column {n, 1} or a row {1, n}.
+  DynArray* column(const double* values, int32_t n);
+  DynArray* row(const double* values, int32_t n);
+  DynArray* complexColumn(const Complex* values, int32_t n);
+  DynArray* complexRow(const Complex* values, int32_t n);
+
+  // Step 2: a zero-filled output record of shape {rows, cols}.
+  DynArray* doubleOutput(int32_t rows, int32_t cols);
+  DynArray* complexOutput(int32_t rows, int32_t cols);
+
+ private:
+  static constexpr int kMaxRecords = 16;
+
+  DynArray* create(int32_t rows, int32_t cols, int32_t elementSize);
+  template <typename T>
+  DynArray* copyIn(const T* values, int32_t rows, int32_t cols, int32_t n);
+
+  DynArray* records_[kMaxRecords] = {};
+  int count_ = 0;
+};
+
+// Step 4 for the exports that hand back as many elements as the result's
+// first extent holds (a {1, k} result therefore gives one element).
+void copyFirstExtentOut(const DynArray* result, double* out);
+void copyFirstExtentOut(const DynArray* result, Complex* out);
+
+// Step 4 for the exports that take their point count from the caller.
+void copyCountOut(const DynArray* result, double* out, int32_t count);
+void copyCountOut(const DynArray* result, Complex* out, int32_t count);
+
+}  // namespace zefra

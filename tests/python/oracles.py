@@ -1,0 +1,149 @@
+"""Reference computations and comparison helpers for the Python tests.
+
+The oracles restate each routine's arithmetic literally (same operations, same
+order) so that the library can be held to identical bits; the tolerances in
+TOLERANCES apply only where a test compares against an independent algorithm
+(numpy, math.hypot) that rounds differently.
+"""
+
+from __future__ import annotations
+
+import math
+import struct
+
+import numpy as np
+
+# Tolerances for comparisons against independent implementations.  Each one
+# is a bound on the *relative* error |ours - ref| / |ref| unless the name says
+# ULP.  Chosen tight: a few times the worst error observed over the seeded
+# test data (see the end-of-run summary printed by conftest.py).
+TOLERANCES = {
+    # median, even n, against numpy.median's (a + b) / 2: at most 1 ULP apart.
+    "median_vs_numpy_ulp": 1,
+    # eval_std against numpy.std(x, ddof=1) (pairwise summation), n <= 1e6.
+    "std_vs_numpy_rel": 1e-13,
+    # norm against numpy.linalg.norm (BLAS dot + sqrt), n <= 1e6.
+    "norm_vs_numpy_rel": 1e-13,
+    # norm against math.hypot(*x) near the overflow / underflow limits:
+    # |ours - hypot| <= rel * hypot + ulp * 2**-1074.  The second term is one
+    # step of the subnormal grid on which tiny results are rounded; the
+    # summary reports the relative error for normal results and the error in
+    # such steps for subnormal results.
+    "norm_vs_hypot_rel": 1e-14,
+    "norm_vs_hypot_subnormal_ulp": 1,
+}
+
+SMALLEST_NORMAL = 2.2250738585072014e-308
+
+
+def bits(v: float) -> int:
+    """The 64 bits of a double (distinguishes +0.0/-0.0 and NaN payloads)."""
+    return struct.unpack("<Q", struct.pack("<d", float(v)))[0]
+
+
+def from_bits(b: int) -> float:
+    return struct.unpack("<d", struct.pack("<Q", b))[0]
+
+
+def same_bits(a: float, b: float) -> bool:
+    return bits(a) == bits(b)
+
+
+def describe(v: float) -> str:
+    return f"{float(v)!r} (0x{bits(v):016x})"
+
+
+def ordered_int(v: float) -> int:
+    """Map a double to an integer so that adjacent doubles differ by 1.
+
+    Uses the int64 view of the bits; +0.0 and -0.0 both map to 0 and
+    negative values map below zero.
+    """
+    i = int(np.float64(v).view(np.int64))
+    return i if i >= 0 else -(i & 0x7FFFFFFFFFFFFFFF)
+
+
+def ulp_distance(a: float, b: float) -> int:
+    """Number of steps between adjacent doubles from a to b (0 if equal)."""
+    return abs(ordered_int(a) - ordered_int(b))
+
+
+def rel_error(ours: float, ref: float) -> float:
+    if ours == ref:
+        return 0.0
+    return abs(ours - ref) / abs(ref)
+
+
+# ---- median -----------------------------------------------------------------
+
+
+def even_midpoint(a: float, b: float) -> float:
+    """Midpoint of the two middle values a <= b, as the library forms it."""
+    a = float(a)
+    b = float(b)
+    if a < 0.0 and b >= 0.0:
+        return (a + b) * 0.5
+    if a == 0.0 or b == 0.0:
+        return (a + b) * 0.5
+    return a + (b - a) * 0.5
+
+
+def median_oracle(x: np.ndarray) -> float:
+    """Median from a stable sort (no NaN in x).
+
+    numpy's stable sort keeps +0.0 and -0.0, which compare equal, in input
+    order; that is the order that decides the sign of a zero median.
+    """
+    x = np.asarray(x, dtype=np.float64)
+    n = x.shape[0]
+    if n == 0:
+        return 0.0
+    s = np.sort(x, kind="stable")
+    if n % 2 == 1:
+        return float(s[n // 2])
+    return even_midpoint(s[n // 2 - 1], s[n // 2])
+
+
+# ---- standard deviation -----------------------------------------------------
+
+
+def std_oracle(x: np.ndarray) -> float:
+    """Two-pass sample standard deviation with strictly sequential sums.
+
+    np.cumsum accumulates left to right one element at a time (unlike
+    np.sum, which sums pairwise), so its last element is the C loop's sum.
+    """
+    x = np.asarray(x, dtype=np.float64)
+    n = x.shape[0]
+    if n == 0:
+        return 0.0
+    mean = np.cumsum(x)[-1] / np.float64(n)
+    d = x - mean
+    ss = np.cumsum(d * d)[-1]
+    divisor = n - 1 if n > 1 else n
+    return float(np.sqrt(ss / np.float64(divisor)))
+
+
+# ---- norm -------------------------------------------------------------------
+
+
+def norm_oracle(x) -> float:
+    """The scaled-sum Euclidean norm, one Python float operation at a time."""
+    values = [float(v) for v in x]
+    n = len(values)
+    if n < 1:
+        return 0.0
+    if n == 1:
+        return abs(values[0])
+    scale = SMALLEST_NORMAL
+    s = 0.0
+    for v in values:
+        t = abs(v)
+        if t > scale:
+            r = scale / t
+            s = (r * s) * r + 1.0
+            scale = t
+        else:
+            r = t / scale
+            s = s + r * r
+    return scale * math.sqrt(s)

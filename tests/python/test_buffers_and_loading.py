@@ -1,0 +1,152 @@
+"""Input conversion, caller-buffer safety and library loading."""
+
+from __future__ import annotations
+
+import ctypes
+import os
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+import zefra_tdr
+from zefra_tdr import _buffers, _library
+
+WRAPPERS = [zefra_tdr.median, zefra_tdr.eval_std, zefra_tdr.norm]
+REPO_ROOT = Path(__file__).resolve().parents[2]
+
+
+def test_package_exports():
+    assert sorted(zefra_tdr.__all__) == ["eval_std", "median", "norm"]
+    for name in zefra_tdr.__all__:
+        assert getattr(zefra_tdr, name).__doc__
+
+
+@pytest.mark.parametrize("wrapper", WRAPPERS, ids=lambda f: f.__name__)
+def test_wrappers_never_modify_the_callers_array(wrapper):
+    rng = np.random.default_rng(12_000)
+    x = rng.standard_normal(1001)
+    x[[3, 500]] = [-0.0, 0.0]
+    views = {
+        "contiguous float64 (passed without copy)": x,
+        "strided view": x[::3],
+        "reversed view": x[::-1],
+    }
+    for label, arr in views.items():
+        before = arr.copy()
+        wrapper(arr)
+        assert arr.tobytes() == before.tobytes(), label
+
+    x32 = rng.standard_normal(100).astype(np.float32)
+    before32 = x32.copy()
+    wrapper(x32)
+    assert x32.tobytes() == before32.tobytes()
+
+    data = [3.0, 1.0, 2.0]
+    wrapper(data)
+    assert data == [3.0, 1.0, 2.0]
+
+
+@pytest.mark.parametrize("wrapper", WRAPPERS, ids=lambda f: f.__name__)
+def test_wrappers_accept_read_only_arrays(wrapper):
+    x = np.arange(5.0)
+    x.setflags(write=False)
+    assert wrapper(x) == wrapper(np.arange(5.0))
+
+
+@pytest.mark.parametrize("wrapper", WRAPPERS, ids=lambda f: f.__name__)
+def test_wrappers_return_python_floats(wrapper):
+    assert type(wrapper(np.arange(4.0))) is float
+
+
+def test_double_vector_is_c_contiguous_float64_and_shares_conforming_input():
+    x = np.arange(6.0)
+    assert _buffers.as_double_vector(x) is x
+    v = _buffers.as_double_vector(np.arange(12, dtype=np.int16)[::2])
+    assert v.dtype == np.float64 and v.flags.c_contiguous and v.shape == (6,)
+    assert _buffers.as_double_vector(2.5).shape == (1,)
+    assert _buffers.as_double_vector([]).shape == (0,)
+
+
+def test_complex_vector_is_interleaved_pairs():
+    z = _buffers.as_complex_vector([1 + 2j, 3 - 4j])
+    ptr = _buffers.complex_ptr(z)
+    assert [ptr[i] for i in range(4)] == [1.0, 2.0, 3.0, -4.0]
+    assert ctypes.sizeof(_library.ZefraComplex) == z.itemsize == 16
+
+
+def test_length_beyond_int32_is_rejected_without_copying():
+    huge = np.broadcast_to(np.float64(1.0), (2**31,))  # no memory behind it
+    with pytest.raises(ValueError, match="32-bit"):
+        _buffers.as_double_vector(huge)
+    with pytest.raises(ValueError, match="32-bit"):
+        zefra_tdr.median(huge)
+    assert _buffers.check_count(2**31 - 1).value == 2**31 - 1
+    with pytest.raises(ValueError):
+        _buffers.check_count(-1)
+    with pytest.raises(ValueError):
+        _buffers.new_double_output(2**31)
+
+
+def test_multidimensional_input_is_rejected():
+    with pytest.raises(ValueError, match="one-dimensional"):
+        zefra_tdr.median(np.zeros((2, 3)))
+
+
+def test_complex_input_to_a_real_routine_is_rejected():
+    with pytest.raises(TypeError, match="real"):
+        zefra_tdr.norm(np.array([1 + 1j]))
+
+
+def test_library_file_name_per_platform():
+    assert _library._library_file_name("linux") == "libZefra_TDR_Helpers.so"
+    assert _library._library_file_name("win32") == "Zefra_TDR_Helpers.dll"
+    assert _library._library_file_name("darwin") == "libZefra_TDR_Helpers.dylib"
+
+
+def test_prototypes_are_declared():
+    for name in ("median", "Eval_std", "norm"):
+        fn = _library.function(name)
+        assert fn.restype is ctypes.c_double
+        assert fn.argtypes == [ctypes.POINTER(ctypes.c_double), ctypes.c_int32]
+
+
+def test_env_var_naming_a_missing_file_gives_a_clear_error(monkeypatch, tmp_path):
+    missing = tmp_path / "nowhere" / _library.LIBRARY_FILE_NAME
+    monkeypatch.setenv(_library.ENV_VAR, str(missing))
+    with pytest.raises(OSError) as info:
+        _library._load()
+    assert _library.ENV_VAR in str(info.value) and str(missing) in str(info.value)
+
+
+def test_missing_library_error_lists_what_was_tried(monkeypatch, tmp_path):
+    monkeypatch.delenv(_library.ENV_VAR, raising=False)
+    monkeypatch.setattr(_library, "_REPO_ROOT", tmp_path)
+    monkeypatch.setattr(_library, "LIBRARY_FILE_NAME", "libZefra_TDR_Helpers_absent.so")
+    with pytest.raises(OSError) as info:
+        _library._load()
+    message = str(info.value)
+    assert _library.ENV_VAR in message
+    assert str(tmp_path / "build" / "release" / "lib") in message
+    assert "system loader" in message
+
+
+def test_build_tree_is_searched_release_first(monkeypatch, tmp_path):
+    monkeypatch.delenv(_library.ENV_VAR, raising=False)
+    name = _library.LIBRARY_FILE_NAME
+    for tree in ("debug", "release", "asan"):
+        (tmp_path / "build" / tree / "lib").mkdir(parents=True)
+        (tmp_path / "build" / tree / "lib" / name).write_bytes(b"")
+    monkeypatch.setattr(_library, "_REPO_ROOT", tmp_path)
+    found = [p for p in _library.candidate_paths() if os.path.isabs(p)]
+    assert found == [str(tmp_path / "build" / t / "lib" / name)
+                     for t in ("release", "asan", "debug")]
+
+
+def test_repository_build_is_found_without_env_var(monkeypatch):
+    built = REPO_ROOT / "build" / "release" / "lib" / _library.LIBRARY_FILE_NAME
+    if not built.is_file():
+        pytest.skip("no release build in this checkout")
+    monkeypatch.delenv(_library.ENV_VAR, raising=False)
+    lib = _library._load()
+    assert Path(lib._name) == built

@@ -1,0 +1,31 @@
+// Bit-level comparison helpers for tests that require identical results.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace zefra::testing {
+
+inline uint64_t bitsOf(double v) { return std::bit_cast<uint64_t>(v); }
+
+inline std::string describe(double v) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.17g (0x%016llx)", v,
+                static_cast<unsigned long long>(bitsOf(v)));
+  return text;
+}
+
+// Identical bits: distinguishes +0.0 from -0.0 and one NaN from another.
+inline ::testing::AssertionResult sameBits(double expected, double actual) {
+  if (bitsOf(expected) == bitsOf(actual)) {
+    return ::testing::AssertionSuccess();
+  }
+  return ::testing::AssertionFailure()
+         << "expected " << describe(expected) << ", got " << describe(actual);
+}
+
+}  // namespace zefra::testing
