@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(
   cmake make g++ gcc pkg-config binutils
-  libgtest-dev
+  libgtest-dev libbenchmark-dev
   python3 python3-numpy python3-scipy python3-pytest
 )
 missing=()

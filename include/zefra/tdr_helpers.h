@@ -77,6 +77,95 @@ ZEFRA_API double Eval_std(const double *x, int32_t n);
  */
 ZEFRA_API double norm(const double *x, int32_t n);
 
+/* ---- Channel models: S-parameters of two-port networks ----------------
+ *
+ * A two-port crosses this interface as four complex arrays over one
+ * frequency grid, always in the order S11, S12, S21, S22, one value per
+ * frequency point.  Frequencies are in hertz.  All networks refer to the
+ * same reference impedance at both ports.
+ */
+
+/*
+ * Cascade of two two-ports: port 2 of network A joined to port 1 of B.
+ *   A11, A12, A21, A22: in, zefra_complex[N], S-parameters of network A
+ *   B11, B12, B21, B22: in, zefra_complex[N], S-parameters of network B
+ *   N: number of frequency points
+ *   C11, C12, C21, C22: out, zefra_complex[N], S-parameters of the cascade
+ * With D = 1 - A22*B11 at each point:
+ *   C11 = A11 + A12*(A21*B11)/D    C12 = A12*B12/D
+ *   C21 = A21*B21/D                C22 = B22 + B21*(A22*B12)/D
+ * A point where D = 0 gives non-finite values at that point only.  N < 1
+ * writes nothing.
+ */
+ZEFRA_API void combineS4p(const zefra_complex *A11, const zefra_complex *A12,
+                          const zefra_complex *A21, const zefra_complex *A22,
+                          const zefra_complex *B11, const zefra_complex *B12,
+                          const zefra_complex *B21, const zefra_complex *B22,
+                          int32_t N,
+                          zefra_complex *C11, zefra_complex *C12,
+                          zefra_complex *C21, zefra_complex *C22);
+
+/*
+ * S-parameters of a uniform lossy, causal transmission line between two
+ * impedance steps.
+ *   freq: in, double[nf], Hz
+ *   nf: number of frequency points
+ *   zA: line impedance, ohms
+ *   zB: port reference impedance, ohms; the step reflection is
+ *       G = (zA - 2*zB) / (2*zB + zA), so zB enters doubled
+ *   coeffs: in, double[m], loss per unit length: coeffs[0] constant,
+ *       coeffs[1] per sqrt(GHz) (skin effect), coeffs[2] per GHz
+ *       (dielectric); further values are ignored
+ *   m: number of coefficients, normally 3 (missing ones count as 0)
+ *   tau: delay per unit length, ns
+ *   len: line length, in the unit the coefficients and tau refer to
+ *   s11, s12, s21, s22: out, zefra_complex[nf]
+ * With fG = freq / 1e9 and the propagation exponent per unit length
+ *   g = p0 + p1*(1 + j)*sqrt(fG) + p2*fG*(1 - j*(2/pi)*ln fG) + j*2*pi*tau*fG
+ * (g = p0 wherever fG compares equal to 0, also when a tiny negative
+ * frequency rounds to -0.0 GHz), P = exp(-len*g):
+ *   S11 = S22 = G*(1 - P^2) / (1 - G^2*P^2)
+ *   S21 = S12 = (1 - G^2)*P / (1 - G^2*P^2).
+ * Other negative frequencies give NaN at their points.  nf < 1 writes
+ * nothing.
+ */
+ZEFRA_API void synth_tline(const double *freq, int32_t nf, double zA, double zB,
+                           const double *coeffs, int32_t m, double tau, double len,
+                           zefra_complex *s11, zefra_complex *s12,
+                           zefra_complex *s21, zefra_complex *s22);
+
+/*
+ * S-parameters of an IC package path: the cascade of
+ *   input shunt capacitance, series inductance (only if seriesInd > 0),
+ *   middle shunt capacitance (only if shuntCapMid > 0), lossy line,
+ *   output shunt capacitance,
+ * all referred to the real impedance refImpedance.
+ *   freq: in, double[nFreq], Hz; values below 2^-52 Hz (including 0 and
+ *       negative values) are evaluated at 2^-52 Hz
+ *   nFreq: number of frequency points
+ *   lineLength: line length, in the unit the loss coefficients and
+ *       phaseDelay refer to
+ *   shuntCapIn, shuntCapOut: input and output shunt capacitance, F
+ *   lineImpedance: line impedance Zc, ohms; the line's reflection is
+ *       (Zc - 2*Z0) / (2*Z0 + Zc)
+ *   phaseDelay: delay per unit length, ns
+ *   lossCoeffs: in, double[nLossCoeffs], loss per unit length a0 (constant),
+ *       a1 (per sqrt(GHz)), a2 (per GHz, with its causal phase term); values
+ *       beyond the third are ignored, missing ones count as 0
+ *   nLossCoeffs: number of loss coefficients
+ *   refImpedance: reference impedance Z0, ohms
+ *   seriesInd: series inductance, H
+ *   shuntCapMid: middle shunt capacitance, F
+ *   s11, s12, s21, s22: out, zefra_complex[nFreq]
+ * nFreq < 1 writes nothing.
+ */
+ZEFRA_API void makePackage(const double *freq, int32_t nFreq, double lineLength,
+                           double shuntCapIn, double shuntCapOut, double lineImpedance,
+                           double phaseDelay, const double *lossCoeffs, int32_t nLossCoeffs,
+                           double refImpedance, double seriesInd, double shuntCapMid,
+                           zefra_complex *s11, zefra_complex *s12,
+                           zefra_complex *s21, zefra_complex *s22);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

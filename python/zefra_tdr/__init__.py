@@ -21,8 +21,22 @@ eval_std
     Sample standard deviation (divisor ``n - 1``), summed left to right.
 norm
     Euclidean norm that neither overflows nor underflows.
+
+Channel models
+--------------
+S-parameters of two-ports, as tuples ``(S11, S12, S21, S22)`` of complex128
+arrays over a frequency grid in Hz.
+
+combine_s4p
+    Cascade of two two-ports.
+synth_tline
+    Uniform lossy, causal transmission line between two impedance steps.
+make_package
+    IC package path: shunt C, optional series L and shunt C, lossy line,
+    shunt C.
 """
 
+from .channel import combine_s4p, make_package, synth_tline
 from .statistics import eval_std, median, norm
 
-__all__ = ["eval_std", "median", "norm"]
+__all__ = ["combine_s4p", "eval_std", "make_package", "median", "norm", "synth_tline"]

@@ -15,7 +15,10 @@ If none of them can be loaded, :class:`OSError` is raised listing every
 candidate that was tried and why it failed.
 
 Every export is given its ``argtypes`` and ``restype`` from the table
-:data:`SIGNATURES`; new exports are added there.
+:data:`SIGNATURES`; new exports are added there.  An export listed there but
+absent from the loaded file (a build older than this package) does not stop
+the others from loading; :func:`function` raises :class:`AttributeError` for
+it.
 """
 
 from __future__ import annotations
@@ -68,12 +71,31 @@ class ZefraComplex(ctypes.Structure):
 _c_double_p = ctypes.POINTER(ctypes.c_double)
 
 #: Export name -> (restype, argtypes).  Counts are ``int32_t``; double
-#: buffers are ``double *``; complex buffers are passed as ``double *`` to
-#: interleaved (re, im) pairs.
+#: buffers are ``double *``; complex buffers (``zefra_complex *``) are passed
+#: as ``double *`` to interleaved (re, im) pairs.
 SIGNATURES: dict[str, tuple[object, list[object]]] = {
     "median": (ctypes.c_double, [_c_double_p, ctypes.c_int32]),
     "Eval_std": (ctypes.c_double, [_c_double_p, ctypes.c_int32]),
     "norm": (ctypes.c_double, [_c_double_p, ctypes.c_int32]),
+    # Channel models.
+    "combineS4p": (None, [*[_c_double_p] * 8, ctypes.c_int32, *[_c_double_p] * 4]),
+    "synth_tline": (None, [
+        _c_double_p, ctypes.c_int32,           # freq, nf
+        ctypes.c_double, ctypes.c_double,      # zA, zB
+        _c_double_p, ctypes.c_int32,           # coeffs, m
+        ctypes.c_double, ctypes.c_double,      # tau, len
+        *[_c_double_p] * 4,                    # s11, s12, s21, s22
+    ]),
+    "makePackage": (None, [
+        _c_double_p, ctypes.c_int32,           # freq, nFreq
+        ctypes.c_double,                       # lineLength
+        ctypes.c_double, ctypes.c_double,      # shuntCapIn, shuntCapOut
+        ctypes.c_double, ctypes.c_double,      # lineImpedance, phaseDelay
+        _c_double_p, ctypes.c_int32,           # lossCoeffs, nLossCoeffs
+        ctypes.c_double,                       # refImpedance
+        ctypes.c_double, ctypes.c_double,      # seriesInd, shuntCapMid
+        *[_c_double_p] * 4,                    # s11, s12, s21, s22
+    ]),
 }
 
 _lock = threading.Lock()
@@ -106,8 +128,13 @@ def candidate_paths() -> list[str]:
 
 
 def _declare(lib: ctypes.CDLL) -> None:
+    # An export missing from an older build is skipped here, so the exports
+    # that do exist stay usable; function() reports the missing one.
     for name, (restype, argtypes) in SIGNATURES.items():
-        fn = getattr(lib, name)
+        try:
+            fn = getattr(lib, name)
+        except AttributeError:
+            continue
         fn.restype = restype
         fn.argtypes = argtypes
 
@@ -172,4 +199,12 @@ def function(name: str):
     """Return the export ``name`` of the library, with its prototype set."""
     if name not in SIGNATURES:
         raise KeyError(f"no prototype declared for export {name!r}")
-    return getattr(load_library(), name)
+    lib = load_library()
+    try:
+        return getattr(lib, name)
+    except AttributeError:
+        raise AttributeError(
+            f"the loaded library {lib._name!r} has no export {name!r}; it was "
+            "built from older sources (rebuild it with "
+            "'cmake --build --preset release')"
+        ) from None

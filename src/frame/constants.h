@@ -7,6 +7,11 @@ namespace zefra {
 // double to pi, 0x400921FB54442D18).
 extern const double kPi;
 
+// 2*pi and 2/pi as the nearest doubles (bit patterns 0x401921FB54442D18 and
+// 0x3FE45F306DC9C883), used by the frequency-domain models.
+inline constexpr double kTwoPi = 6.283185307179586;
+inline constexpr double kTwoOverPi = 0.6366197723675814;
+
 // Markers that the kernels use where a not-a-number, a minus infinity or a
 // plus infinity is meant: the empty-input result of median, the limits of
 // the inverse error function, comparisons in the interpolation and line

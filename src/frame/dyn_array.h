@@ -60,6 +60,15 @@ T* elementsOf(const DynArray* array) {
   return static_cast<T*>(array->data);
 }
 
+// Element `index` of a double record's storage, which may lie past the
+// extents (storage is zero-filled, at least 16 elements once grown), or 0.0
+// when the record has no storage there at all.  Used for short coefficient
+// lists whose missing entries count as zero.
+inline double storedDoubleOrZero(const DynArray* array, int32_t index) {
+  return array->data != nullptr && index < array->capacity ? elementsOf<double>(array)[index]
+                                                           : 0.0;
+}
+
 // Owning handle for records a kernel creates for its own work.
 struct DynArrayDeleter {
   void operator()(DynArray* array) const { dynArrayFree(array); }

@@ -31,6 +31,39 @@ TOLERANCES = {
     # such steps for subnormal results.
     "norm_vs_hypot_rel": 1e-14,
     "norm_vs_hypot_subnormal_ulp": 1,
+    # ---- channel models (references from network theory in twoport.py,
+    # computed in extended precision; errors are elementwise relative unless
+    # the name says otherwise).  The bounds of 1e-12 are the accuracy asked
+    # of these routines, not a few times the observed errors: those are
+    # around 1e-14 (see the summary). ----
+    # combine_s4p against the product of transfer (T) matrices, and against
+    # the product of ABCD matrices, random |S| < 0.9.
+    "cascade_vs_t_product_rel": 1e-12,
+    "cascade_vs_abcd_product_rel": 1e-12,
+    # synth_tline against the ABCD matrix of a uniform line converted to S on
+    # the reference 2*zB (moderate loss: |P| >= exp(-8)).
+    "tline_vs_abcd_rel": 1e-12,
+    # synth_tline, matched line (zA == 2*zB): S21 against exp(-len*gamma).
+    "tline_matched_vs_exp_rel": 1e-12,
+    # synth_tline, matched lossless line: | |S21| - 1 |, and the unwrapped
+    # phase of S21 against -2*pi*tau*len*fG (relative).
+    "tline_lossless_gain_abs": 1e-15,
+    "tline_lossless_phase_rel": 1e-12,
+    # synth_tline, mismatched lossless line: max |S^H S - I| (entries).
+    "tline_lossless_unitarity_abs": 1e-14,
+    # synth_tline at f = 0, matched: S21 against math.exp(-len*p0).
+    "tline_dc_vs_exp_rel": 1e-15,
+    # Passivity, all channel models: largest singular value of S minus 1
+    # (which bounds |S11|^2 + |S21|^2 - 1 as well), lossy networks.
+    "passivity_excess": 1e-12,
+    # makePackage against its sections' S-matrices (lumped ones from their
+    # ABCD on Z0, the line from its ABCD on 2*Z0) cascaded with T matrices.
+    "package_vs_section_chain_rel": 1e-12,
+    # makePackage, lossless package: max |S^H S - I| (entries).
+    "package_lossless_unitarity_abs": 1e-13,
+    # makePackage, mirror-symmetric package (shunt_cap_in == shunt_cap_out, no
+    # optional sections): |S22 - S11| / max(|S11|, 1e-3).
+    "package_mirror_symmetry_rel": 1e-13,
 }
 
 SMALLEST_NORMAL = 2.2250738585072014e-308

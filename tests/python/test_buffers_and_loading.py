@@ -17,7 +17,8 @@ REPO_ROOT = Path(__file__).resolve().parents[2]
 
 
 def test_package_exports():
-    assert sorted(zefra_tdr.__all__) == ["eval_std", "median", "norm"]
+    assert sorted(zefra_tdr.__all__) == [
+        "combine_s4p", "eval_std", "make_package", "median", "norm", "synth_tline"]
     for name in zefra_tdr.__all__:
         assert getattr(zefra_tdr, name).__doc__
 
@@ -109,6 +110,38 @@ def test_prototypes_are_declared():
         fn = _library.function(name)
         assert fn.restype is ctypes.c_double
         assert fn.argtypes == [ctypes.POINTER(ctypes.c_double), ctypes.c_int32]
+
+
+def test_channel_prototypes_are_declared():
+    c_double_p = ctypes.POINTER(ctypes.c_double)
+    i32, dbl = ctypes.c_int32, ctypes.c_double
+    expected = {
+        "combineS4p": [c_double_p] * 8 + [i32] + [c_double_p] * 4,
+        "synth_tline": [c_double_p, i32, dbl, dbl, c_double_p, i32, dbl, dbl]
+                       + [c_double_p] * 4,
+        "makePackage": [c_double_p, i32, dbl, dbl, dbl, dbl, dbl, c_double_p, i32,
+                        dbl, dbl, dbl] + [c_double_p] * 4,
+    }
+    for name, argtypes in expected.items():
+        fn = _library.function(name)
+        assert fn.restype is None
+        assert fn.argtypes == argtypes
+
+
+def test_an_export_missing_from_an_older_build_fails_only_when_used(monkeypatch):
+    class OlderBuild:
+        _name = "older/libZefra_TDR_Helpers.so"
+
+        def __init__(self):
+            self.median = ctypes.CFUNCTYPE(ctypes.c_double)(lambda: 0.0)
+
+    lib = OlderBuild()
+    _library._declare(lib)  # skips what the file lacks
+    assert lib.median.restype is ctypes.c_double
+    monkeypatch.setattr(_library, "_library", lib)
+    assert _library.function("median") is lib.median
+    with pytest.raises(AttributeError, match="synth_tline"):
+        _library.function("synth_tline")
 
 
 def test_env_var_naming_a_missing_file_gives_a_clear_error(monkeypatch, tmp_path):

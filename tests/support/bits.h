@@ -29,3 +29,18 @@ inline ::testing::AssertionResult sameBits(double expected, double actual) {
 }
 
 }  // namespace zefra::testing
+
+namespace zefra::testing {
+
+// Identical bits in both parts of a (re, im) pair.
+template <typename ComplexLike>
+::testing::AssertionResult sameComplexBits(ComplexLike expected, ComplexLike actual) {
+  if (bitsOf(expected.re) == bitsOf(actual.re) && bitsOf(expected.im) == bitsOf(actual.im)) {
+    return ::testing::AssertionSuccess();
+  }
+  return ::testing::AssertionFailure()
+         << "expected (" << describe(expected.re) << ", " << describe(expected.im) << "), got ("
+         << describe(actual.re) << ", " << describe(actual.im) << ")";
+}
+
+}  // namespace zefra::testing
