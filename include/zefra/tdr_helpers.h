@@ -166,6 +166,86 @@ ZEFRA_API void makePackage(const double *freq, int32_t nFreq, double lineLength,
                            zefra_complex *s11, zefra_complex *s12,
                            zefra_complex *s21, zefra_complex *s22);
 
+/* ---- Special function --------------------------------------------------- */
+
+/*
+ * Inverse complementary error function, element by element:
+ * y[i] = erfcinv(x[i]), so that erfc(y[i]) = x[i].
+ *   x: in, double[n], values in (0, 2)
+ *   y: out, double[n]
+ *   n: number of elements
+ * x = 0, x = 2, x outside [0, 2] and NaN give 0.0 (not +-Inf or NaN).
+ * x = 1 gives the result of two refinement steps started from 0 with
+ * erf(0) read as 1 (about -0.2358), not 0.  n <= 0 writes nothing.
+ */
+ZEFRA_API void erfcinv(const double *x, double *y, int32_t n);
+
+/* ---- Equalisation and noise ---------------------------------------------- */
+
+/*
+ * Continuous-time linear equaliser (one zero, two poles) applied in the
+ * time domain: the prototype
+ *   H(s) = wp2 (s + g wz) / ((s + wp1)(s + wp2)),  w = 2 pi f,
+ *   g = 10^(gainDb / 20)  (but g = 0.0 when gainDb is exactly 0),
+ * discretised with the bilinear transform at fs = baseRate * rateMultiplier
+ * (no prewarping), run as a second-order recursive filter.
+ *   input: in, double[sampleCount]
+ *   output: out, double[sampleCount]
+ *   sampleCount: number of samples
+ *   baseRate, rateMultiplier: their product is the sampling rate
+ *   zeroFreq, pole1Freq, pole2Freq: fz, fp1, fp2, in the unit of the rate
+ *   gainDb: gain applied to the zero, dB
+ * The DC gain is g * fz / fp1; the Nyquist frequency is removed.  Memory
+ * is O(sampleCount).  sampleCount <= 0 writes nothing.
+ */
+ZEFRA_API void td_ctle(const double *input, double *output, int32_t sampleCount,
+                       double baseRate, double zeroFreq, double pole1Freq, double pole2Freq,
+                       double gainDb, double rateMultiplier);
+
+/*
+ * Crosstalk noise power at the worst sampling phase: the response is
+ * integrated into a step response (padded with 1.0 up to samplesPerUi
+ * samples), convolved with the aggressor pattern (truncated to the
+ * pattern's length), and for each phase s < samplesPerUi the squares of the
+ * induced waveform at s, s + P, s + 2P, ... are summed over the pattern's
+ * unit intervals except the last three.  Returns amplitude^2 times the
+ * largest sum.
+ *   response: in, double[responseLength], coupling response samples
+ *   pattern: in, double[patternLength], aggressor drive sequence
+ *   samplesPerUi: P, samples per unit interval; P < 1 gives 0.0
+ *   amplitude: aggressor amplitude
+ */
+ZEFRA_API double Get_xtlk_noise_step(const double *response, const double *pattern,
+                                     int32_t responseLength, int32_t patternLength,
+                                     int32_t samplesPerUi, double amplitude);
+
+/*
+ * Floating-tap decision-feedback equaliser: chooses, group after group, the
+ * window of tapsPerGroup consecutive cursor positions in
+ * [searchStart, searchEnd] where the taps remove the most ISI energy, and
+ * the tap weights min(maxTapWeight, |cursor / mainCursor|) with the
+ * cursor's sign.
+ *   pulse: in, double[pulseLength], pulse response, one value per UI
+ *   pulseLength: n
+ *   searchStart, searchEnd: first and last position (zero-based index) a
+ *       group may cover
+ *   tapsPerGroup: L, taps per group
+ *   groupCount: G, number of groups (truncated)
+ *   maxTapWeight: largest tap magnitude
+ *   mainCursor: amplitude that normalises a cursor into a tap weight
+ *   reservedInt: never read
+ *   tapPositionsOut: out, double[trunc(L * G)], chosen positions, ascending
+ *   tapWeightsOut: out, double[n], weight of the tap at position p stored
+ *       at index p - 1
+ *   tapLimitsOut: out, double[n], maxTapWeight at each chosen position
+ * README states what happens when a search finds no window.
+ */
+ZEFRA_API void floatingDFE(const double *pulse, int32_t pulseLength, double searchStart,
+                           double tapsPerGroup, double groupCount, double searchEnd,
+                           double maxTapWeight, double mainCursor, int32_t reservedInt,
+                           double *tapPositionsOut, double *tapWeightsOut,
+                           double *tapLimitsOut);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -34,9 +34,31 @@ synth_tline
 make_package
     IC package path: shunt C, optional series L and shunt C, lossy line,
     shunt C.
+
+Special functions
+-----------------
+erfcinv
+    Inverse complementary error function, element by element.
+
+Equalisation and noise
+----------------------
+td_ctle
+    Continuous-time linear equaliser (one zero, two poles) discretised with
+    the bilinear transform and run as a second-order recursive filter.
+xtalk_noise_step
+    Crosstalk noise power at the worst sampling phase, from a coupling
+    response and an aggressor pattern.
+floating_dfe
+    Tap positions, weights and limits of a floating-tap decision-feedback
+    equaliser.
 """
 
 from .channel import combine_s4p, make_package, synth_tline
+from .equalization import floating_dfe, td_ctle, xtalk_noise_step
+from .special import erfcinv
 from .statistics import eval_std, median, norm
 
-__all__ = ["combine_s4p", "eval_std", "make_package", "median", "norm", "synth_tline"]
+__all__ = [
+    "combine_s4p", "erfcinv", "eval_std", "floating_dfe", "make_package", "median",
+    "norm", "synth_tline", "td_ctle", "xtalk_noise_step",
+]

@@ -96,6 +96,29 @@ SIGNATURES: dict[str, tuple[object, list[object]]] = {
         ctypes.c_double, ctypes.c_double,      # seriesInd, shuntCapMid
         *[_c_double_p] * 4,                    # s11, s12, s21, s22
     ]),
+    # Special functions.
+    "erfcinv": (None, [_c_double_p, _c_double_p, ctypes.c_int32]),  # x, y, n
+    # Equalisation and noise.
+    "td_ctle": (None, [
+        _c_double_p, _c_double_p, ctypes.c_int32,  # input, output, sampleCount
+        ctypes.c_double,                           # baseRate
+        ctypes.c_double, ctypes.c_double,          # zeroFreq, pole1Freq
+        ctypes.c_double,                           # pole2Freq
+        ctypes.c_double, ctypes.c_double,          # gainDb, rateMultiplier
+    ]),
+    "Get_xtlk_noise_step": (ctypes.c_double, [
+        _c_double_p, _c_double_p,                  # response, pattern
+        ctypes.c_int32, ctypes.c_int32,            # responseLength, patternLength
+        ctypes.c_int32, ctypes.c_double,           # samplesPerUi, amplitude
+    ]),
+    "floatingDFE": (None, [
+        _c_double_p, ctypes.c_int32,               # pulse, pulseLength
+        ctypes.c_double, ctypes.c_double,          # searchStart, tapsPerGroup
+        ctypes.c_double, ctypes.c_double,          # groupCount, searchEnd
+        ctypes.c_double, ctypes.c_double,          # maxTapWeight, mainCursor
+        ctypes.c_int32,                            # reservedInt (never read)
+        *[_c_double_p] * 3,                        # positions, weights, limits
+    ]),
 }
 
 _lock = threading.Lock()

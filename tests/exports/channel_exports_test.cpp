@@ -129,3 +129,33 @@ TEST(ChannelExports, NoCoefficientsMeanLosslessLine) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ErfcinvExport, MarkersAndCountZero) {
+  const double x[5] = {0.0, 2.0, -1.0, 3.0, NAN};
+  double y[6] = {9, 9, 9, 9, 9, 9};
+  erfcinv(x, y, 5);
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(zefra::testing::sameBits(0.0, y[i])) << i;
+  EXPECT_EQ(y[5], 9.0);
+  erfcinv(nullptr, y, 0);
+  erfcinv(nullptr, y, -4);
+  EXPECT_EQ(y[5], 9.0);
+}
+
+TEST(TdCtleExport, CountZeroWritesNothing) {
+  double y[2] = {9.0, 9.0};
+  td_ctle(nullptr, y, 0, 10e9, 1e9, 2e9, 15e9, 3.0, 4.0);
+  td_ctle(nullptr, y, -7, 10e9, 1e9, 2e9, 15e9, 3.0, 4.0);
+  EXPECT_EQ(y[0], 9.0);
+}
+
+TEST(TdCtleExport, MillionSamplesUseLinearMemory) {
+  // A square work array of n x (n + 1) doubles would need 8 TB here.
+  std::vector<double> x(1000000, 1.0);
+  std::vector<double> y(x.size());
+  td_ctle(x.data(), y.data(), static_cast<int32_t>(x.size()), 10e9, 1e9, 2e9, 15e9, 3.0, 4.0);
+  EXPECT_NEAR(y.back() / (std::pow(10.0, 3.0 / 20.0) * 0.5), 1.0, 1e-9);
+}
+
+}  // namespace

@@ -18,7 +18,8 @@ REPO_ROOT = Path(__file__).resolve().parents[2]
 
 def test_package_exports():
     assert sorted(zefra_tdr.__all__) == [
-        "combine_s4p", "eval_std", "make_package", "median", "norm", "synth_tline"]
+        "combine_s4p", "erfcinv", "eval_std", "floating_dfe", "make_package", "median",
+        "norm", "synth_tline", "td_ctle", "xtalk_noise_step"]
     for name in zefra_tdr.__all__:
         assert getattr(zefra_tdr, name).__doc__
 

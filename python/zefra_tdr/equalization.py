@@ -1,0 +1,240 @@
+"""Equalisation and noise: time-domain CTLE, crosstalk noise, floating-tap DFE.
+
+Waveforms are real sample sequences (``float64``); the pulse response of the
+DFE holds one value per unit interval (UI).  Frequencies and rates may be in
+any unit as long as it is the same for all of them (the CTLE design only uses
+their ratios).
+"""
+
+from __future__ import annotations
+
+import ctypes
+import math
+
+import numpy as np
+
+from ._buffers import (
+    INT32_MAX,
+    as_double_vector,
+    check_count,
+    count_of,
+    double_ptr,
+    new_double_output,
+)
+from ._library import function
+
+__all__ = ["floating_dfe", "td_ctle", "xtalk_noise_step"]
+
+_INT32_MIN = -(2**31)
+
+
+def _int32_scalar(v, name: str) -> ctypes.c_int32:
+    """Signed 32-bit integer argument (negative values allowed)."""
+    if isinstance(v, (bool, np.bool_)) or not isinstance(v, (int, np.integer)):
+        raise TypeError(f"{name} must be an integer, got {type(v).__name__}")
+    v = int(v)
+    if v < _INT32_MIN or v > INT32_MAX:
+        raise ValueError(f"{name} = {v} does not fit a signed 32-bit integer")
+    return ctypes.c_int32(v)
+
+
+def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
+            rate_multiplier=1.0):
+    """Continuous-time linear equaliser (one zero, two poles) run in the time
+    domain.
+
+    The analogue prototype, with ``w = 2*pi*f`` and
+    ``g = 10**(gain_db / 20)``::
+
+        H(s) = wp2 * (s + g*wz) / ((s + wp1) * (s + wp2))
+
+    is discretised with the bilinear transform at the sampling rate
+    ``fs = base_rate * rate_multiplier`` (``s -> 2*fs*(z - 1)/(z + 1)``, no
+    frequency prewarping) and run as a second-order recursive filter
+    (transposed direct form II, zero initial state).  The gain moves the zero
+    rather than scaling the response: the gain at zero frequency is
+    ``g * zero_freq / pole1_freq`` and the Nyquist frequency is removed
+    completely (numerator root at ``z = -1``).
+
+    Parameters
+    ----------
+    x : array_like of float, shape (n,)
+        Input samples, taken at ``fs``; any unit.  A scalar counts as one
+        sample.  Only read.
+    base_rate : float
+        First factor of the sampling rate (e.g. the symbol rate).
+    zero_freq, pole1_freq, pole2_freq : float
+        Zero ``fz`` and poles ``fp1``, ``fp2`` of the prototype, in the unit of
+        ``base_rate`` (Hz if the rate is in Hz).
+    gain_db : float
+        Gain applied to the zero, dB.  Exactly ``0.0`` gives ``g = 0.0``, not
+        1 (a deliberate rule of the library's power function): the zero then
+        sits at ``s = 0`` and the response has no DC gain.
+    rate_multiplier : float, optional
+        Second factor of the sampling rate (samples per unit interval, say).
+
+    Returns
+    -------
+    numpy.ndarray, float64, shape (n,)
+        Filtered samples, in the unit of ``x``.  An empty ``x`` gives an empty
+        array.  A zero or pole frequency of magnitude ``fs/pi`` maps to a
+        division by zero; the resulting infinities or NaN appear in the
+        output.  Nothing is validated.
+
+    Raises
+    ------
+    ValueError
+        If ``x`` has more than one dimension or more than ``2**31 - 1``
+        elements.
+    TypeError
+        If ``x`` is complex.
+    """
+    arr = as_double_vector(x, "x")
+    out = new_double_output(arr.shape[0], "len(x)")
+    function("td_ctle")(
+        double_ptr(arr), double_ptr(out), count_of(arr, "x"),
+        float(base_rate), float(zero_freq), float(pole1_freq), float(pole2_freq),
+        float(gain_db), float(rate_multiplier),
+    )
+    return out
+
+
+def xtalk_noise_step(response, pattern, *, samples_per_ui, amplitude) -> float:
+    """Crosstalk noise power at the worst sampling phase.
+
+    With ``P = samples_per_ui``:
+
+    1. the coupling response is integrated into a step response
+       ``step = cumsum(response)``, padded with 1.0 (a settled unit step) up
+       to ``P`` samples when ``response`` is shorter;
+    2. the induced waveform is the linear convolution of ``pattern`` with
+       ``step``, truncated to ``len(pattern)`` samples;
+    3. ``Q`` = number of unit intervals = ``len(pattern) / P`` narrowed to a
+       32-bit float and rounded half away from zero; ``limit = Q - 3`` (the
+       last three unit intervals are left out);
+    4. for each phase ``s < P``, ``E[s]`` = sum of ``induced[s + t*P]**2`` for
+       ``t = 0 .. limit - 1`` (no term when ``limit <= 0``).
+
+    Parameters
+    ----------
+    response : array_like of float, shape (r,)
+        Sampled coupling response (its running sum is the step response),
+        ``P`` samples per UI.  Only read.
+    pattern : array_like of float, shape (m,)
+        Aggressor drive sequence, ``P`` samples per UI.  Only read.
+    samples_per_ui : int
+        ``P``, samples per unit interval; ``P < 1`` gives 0.0.
+    amplitude : float
+        Aggressor amplitude; the result scales with its square.
+
+    Returns
+    -------
+    float
+        ``amplitude**2 * max(0, max over s of E[s])``, in (unit of the step
+        response times unit of the pattern times ``amplitude``) squared.  A
+        pattern shorter than about three UI gives 0.0 (NaN for an infinite
+        amplitude).  The time is ``O(m * max(P, r))``; step samples that are
+        exactly 0.0 are skipped for long patterns.
+
+    Raises
+    ------
+    ValueError
+        If ``response`` or ``pattern`` is more than one-dimensional or longer
+        than ``2**31 - 1``, or ``samples_per_ui`` does not fit a signed 32-bit
+        integer.
+    TypeError
+        If an array is complex or ``samples_per_ui`` is not an integer.
+    """
+    r = as_double_vector(response, "response")
+    p = as_double_vector(pattern, "pattern")
+    return float(function("Get_xtlk_noise_step")(
+        double_ptr(r), double_ptr(p),
+        count_of(r, "response"), count_of(p, "pattern"),
+        _int32_scalar(samples_per_ui, "samples_per_ui"), float(amplitude),
+    ))
+
+
+def _position_count(taps_per_group: float, group_count: float) -> int:
+    product = float(taps_per_group) * float(group_count)
+    if math.isnan(product) or product <= 0.0:
+        return 0
+    if math.isinf(product):
+        raise ValueError(
+            "taps_per_group * group_count is infinite; the number of tap "
+            "positions must fit a signed 32-bit integer")
+    return check_count(math.trunc(product), "trunc(taps_per_group * group_count)").value
+
+
+def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end,
+                 max_tap_weight, main_cursor) -> tuple:
+    """Floating-tap decision-feedback equaliser: tap positions and weights.
+
+    Group after group (``G = trunc(group_count)`` groups of ``L =
+    taps_per_group`` consecutive taps), the window of ``L`` positions inside
+    ``[search_start, search_end]`` that removes the most ISI energy is chosen:
+    with ``T = main_cursor * max_tap_weight``, ``A = |v|`` and
+    ``B = max(|v| - T, 0)`` for each still-available cursor ``v``, the window
+    with the largest positive ``sum(A**2) - sum(B**2)`` wins (the earliest on
+    ties).  Positions taken by a group read as 0.0 in later searches, so
+    groups never share a position.  Each tap gets the weight
+    ``min(max_tap_weight, |v / main_cursor|)`` with the sign of its cursor
+    ``v``.
+
+    Parameters
+    ----------
+    pulse : array_like of float, shape (n,)
+        Pulse response, one value per unit interval; index 0 is position 0.
+        Only read.
+    search_start, search_end : float
+        First and last position (zero-based index into ``pulse``) that a
+        group may cover.
+    taps_per_group : float
+        ``L``, number of consecutive taps in one group.
+    group_count : float
+        ``G``, number of groups (truncated to an integer).
+    max_tap_weight : float
+        Largest tap magnitude.
+    main_cursor : float
+        Amplitude that normalises a cursor into a tap weight.
+
+    Returns
+    -------
+    positions : numpy.ndarray, float64, shape (trunc(L * G),)
+        Chosen positions, ascending.  Empty when ``L * G`` is negative, zero
+        or NaN.  When ``trunc(L * G)`` exceeds the ``G * L`` positions the
+        groups set, the extra entries are 0.0 (and so sort first).
+    weights : numpy.ndarray, float64, shape (n,)
+        Tap weights by position: the weight of the tap at position ``p`` is
+        stored at index ``p - 1`` (one below its position, a kept rule); 0.0
+        elsewhere.
+    limits : numpy.ndarray, float64, shape (n,)
+        ``max_tap_weight`` at the index of every chosen position (no shift),
+        0.0 elsewhere.
+
+    A search that finds no window with a positive gain yields the position
+    ``search_start - 1``; positions (or shifted positions) that fall outside
+    the pulse are not read or written by the library, so the arrays keep
+    their lengths and hold finite values for finite input.
+
+    Raises
+    ------
+    ValueError
+        If ``pulse`` is more than one-dimensional or longer than
+        ``2**31 - 1``, or ``trunc(L * G)`` does not fit a signed 32-bit count.
+    TypeError
+        If ``pulse`` is complex.
+    """
+    arr = as_double_vector(pulse, "pulse")
+    n = arr.shape[0]
+    positions = new_double_output(_position_count(taps_per_group, group_count),
+                                  "trunc(taps_per_group * group_count)")
+    weights = new_double_output(n, "len(pulse)")
+    limits = new_double_output(n, "len(pulse)")
+    function("floatingDFE")(
+        double_ptr(arr), count_of(arr, "pulse"),
+        float(search_start), float(taps_per_group), float(group_count),
+        float(search_end), float(max_tap_weight), float(main_cursor),
+        ctypes.c_int32(0),
+        double_ptr(positions), double_ptr(weights), double_ptr(limits),
+    )
+    return positions, weights, limits
