@@ -16,14 +16,13 @@ import numpy as np
 from ._buffers import (
     INT32_MAX,
     as_double_vector,
-    check_count,
     count_of,
     double_ptr,
     new_double_output,
 )
 from ._library import function
 
-__all__ = ["floating_dfe", "td_ctle", "xtalk_noise_step"]
+__all__ = ["MAX_TAP_POSITIONS", "floating_dfe", "td_ctle", "xtalk_noise_step"]
 
 _INT32_MIN = -(2**31)
 
@@ -154,15 +153,20 @@ def xtalk_noise_step(response, pattern, *, samples_per_ui, amplitude) -> float:
     ))
 
 
+#: The library produces at most this many tap positions (and runs at most
+#: this many groups), whatever ``taps_per_group * group_count`` is.
+MAX_TAP_POSITIONS = 2**20
+
+
 def _position_count(taps_per_group: float, group_count: float) -> int:
+    """trunc(L * G); 0 for a NaN product or one below 1; capped like the
+    library at MAX_TAP_POSITIONS."""
     product = float(taps_per_group) * float(group_count)
-    if math.isnan(product) or product <= 0.0:
+    if not product >= 1.0:
         return 0
-    if math.isinf(product):
-        raise ValueError(
-            "taps_per_group * group_count is infinite; the number of tap "
-            "positions must fit a signed 32-bit integer")
-    return check_count(math.trunc(product), "trunc(taps_per_group * group_count)").value
+    if product >= MAX_TAP_POSITIONS:
+        return MAX_TAP_POSITIONS
+    return math.trunc(product)
 
 
 def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end,
@@ -175,10 +179,13 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     with ``T = main_cursor * max_tap_weight``, ``A = |v|`` and
     ``B = max(|v| - T, 0)`` for each still-available cursor ``v``, the window
     with the largest positive ``sum(A**2) - sum(B**2)`` wins (the earliest on
-    ties).  Positions taken by a group read as 0.0 in later searches, so
-    groups never share a position.  Each tap gets the weight
-    ``min(max_tap_weight, |v / main_cursor|)`` with the sign of its cursor
-    ``v``.
+    ties).  Each tap gets the weight ``min(max_tap_weight,
+    |v / main_cursor|)`` with the sign of its cursor ``v``, and the cursor
+    becomes ``v - weight * v``.  Positions taken by a group read as 0.0 in
+    later searches, so with ``L == 1`` groups never share a position; a
+    wider window may still cover taken positions (they add no gain), and the
+    tap there is then recomputed from the reduced cursor, replacing the
+    earlier weight.
 
     Parameters
     ----------
@@ -200,9 +207,13 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     Returns
     -------
     positions : numpy.ndarray, float64, shape (trunc(L * G),)
-        Chosen positions, ascending.  Empty when ``L * G`` is negative, zero
-        or NaN.  When ``trunc(L * G)`` exceeds the ``G * L`` positions the
-        groups set, the extra entries are 0.0 (and so sort first).
+        Chosen positions, ascending.  Empty when ``L * G`` is NaN or below 1;
+        at most ``MAX_TAP_POSITIONS`` (``2**20``) entries, also for an
+        infinite product (and at most that many groups run).  When
+        ``trunc(L * G)`` exceeds the ``G * L`` positions the groups set, the
+        extra entries are 0.0 (and so sort first, and mark position 0 in
+        ``limits``).  A group whose position is NaN or infinite contributes
+        the single value 0.0.
     weights : numpy.ndarray, float64, shape (n,)
         Tap weights by position: the weight of the tap at position ``p`` is
         stored at index ``p - 1`` (one below its position, a kept rule); 0.0
@@ -211,23 +222,26 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
         ``max_tap_weight`` at the index of every chosen position (no shift),
         0.0 elsewhere.
 
-    A search that finds no window with a positive gain yields the position
-    ``search_start - 1``; positions (or shifted positions) that fall outside
-    the pulse are not read or written by the library, so the arrays keep
-    their lengths and hold finite values for finite input.
+    Positions are not kept inside the pulse.  A search that finds no window
+    with a positive gain (also when ``search_start > search_end`` or
+    ``main_cursor * max_tap_weight < 0``) yields the position
+    ``search_start - 1`` (so -1 for ``search_start == 0``), and
+    ``search_end`` may lie past the end.  The library never touches memory
+    outside the arrays: a cursor outside the pulse reads as 0.0 (it carries
+    no energy), and a weight or limit whose index falls outside ``[0, n)``
+    is dropped.  The positions themselves are reported as computed.
 
     Raises
     ------
     ValueError
         If ``pulse`` is more than one-dimensional or longer than
-        ``2**31 - 1``, or ``trunc(L * G)`` does not fit a signed 32-bit count.
+        ``2**31 - 1``.
     TypeError
         If ``pulse`` is complex.
     """
     arr = as_double_vector(pulse, "pulse")
     n = arr.shape[0]
-    positions = new_double_output(_position_count(taps_per_group, group_count),
-                                  "trunc(taps_per_group * group_count)")
+    positions = new_double_output(_position_count(taps_per_group, group_count))
     weights = new_double_output(n, "len(pulse)")
     limits = new_double_output(n, "len(pulse)")
     function("floatingDFE")(

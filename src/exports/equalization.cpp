@@ -12,10 +12,20 @@ void td_ctle(const double* input, double* output, int32_t sampleCount, double ba
              double zeroFreq, double pole1Freq, double pole2Freq, double gainDb,
              double rateMultiplier) {
   CallFrame frame;
-  DynArray* in = frame.column(input, sampleCount);
-  DynArray* out = frame.doubleOutput(0, 1);
+  if (zefra::overlapsPartially(input, output, sampleCount)) {
+    // Work on a copy, so that no input sample is read after being overwritten.
+    DynArray* in = frame.column(input, sampleCount);
+    DynArray* out = frame.doubleOutput(0, 1);
+    zefra::ctleFilter(in, baseRate, zeroFreq, pole1Freq, pole2Freq, gainDb, rateMultiplier, out);
+    zefra::copyFirstExtentOut(out, output);
+    return;
+  }
+  // The filter reads x[k] before it writes y[k] and never looks back, so it
+  // can read the caller's input and write the caller's output in place (the
+  // same buffer for both is fine too), without the copies.
+  const DynArray* in = frame.borrowedColumn(input, sampleCount);
+  DynArray* out = frame.borrowedOutput(output, sampleCount);
   zefra::ctleFilter(in, baseRate, zeroFreq, pole1Freq, pole2Freq, gainDb, rateMultiplier, out);
-  zefra::copyFirstExtentOut(out, output);
 }
 
 double Get_xtlk_noise_step(const double* response, const double* pattern,

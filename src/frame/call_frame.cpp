@@ -52,12 +52,42 @@ DynArray* CallFrame::complexRow(const Complex* values, int32_t n) {
   return copyIn(values, 1, n, n);
 }
 
+const DynArray* CallFrame::borrowedColumn(const double* values, int32_t n) {
+  DynArray* array = create(0, 1, static_cast<int32_t>(sizeof(double)));
+  array->size[0] = n;
+  if (n > 0) {
+    array->data = const_cast<double*>(values);  // read only: never written
+    array->capacity = n;
+    array->ownsData = false;
+  }
+  return array;
+}
+
+DynArray* CallFrame::borrowedOutput(double* values, int32_t capacity) {
+  DynArray* array = create(0, 1, static_cast<int32_t>(sizeof(double)));
+  if (capacity > 0) {
+    array->data = values;
+    array->capacity = capacity;
+    array->ownsData = false;
+  }
+  return array;
+}
+
 DynArray* CallFrame::doubleOutput(int32_t rows, int32_t cols) {
   return create(rows, cols, static_cast<int32_t>(sizeof(double)));
 }
 
 DynArray* CallFrame::complexOutput(int32_t rows, int32_t cols) {
   return create(rows, cols, static_cast<int32_t>(sizeof(Complex)));
+}
+
+bool overlapsPartially(const double* a, const double* b, int32_t n) {
+  if (n <= 0 || a == b) {
+    return false;
+  }
+  const auto start = [](const double* p) { return reinterpret_cast<uintptr_t>(p); };
+  const uintptr_t bytes = static_cast<uintptr_t>(n) * sizeof(double);
+  return start(a) < start(b) + bytes && start(b) < start(a) + bytes;
 }
 
 void copyFirstExtentOut(const DynArray* result, double* out) {

@@ -31,6 +31,19 @@ class CallFrame {
   DynArray* complexColumn(const Complex* values, int32_t n);
   DynArray* complexRow(const Complex* values, int32_t n);
 
+  // Step 1 without the copy, for kernels that only read their input: a
+  // column {n, 1} record that borrows the caller's buffer (ownsData false).
+  // Any growth would replace the borrowed storage by an owned copy, so the
+  // caller's buffer is still never written.
+  const DynArray* borrowedColumn(const double* values, int32_t n);
+
+  // Steps 2 and 4 without the copy: an empty {0, 1} output record whose
+  // storage is the caller's buffer of `capacity` doubles, for kernels that
+  // size their result to at most that many elements and write every one of
+  // them in index order (they never read the zeros a fresh record holds).
+  // The kernel then writes the caller's buffer directly.
+  DynArray* borrowedOutput(double* values, int32_t capacity);
+
   // Step 2: a zero-filled output record of shape {rows, cols}.
   DynArray* doubleOutput(int32_t rows, int32_t cols);
   DynArray* complexOutput(int32_t rows, int32_t cols);
@@ -45,6 +58,11 @@ class CallFrame {
   DynArray* records_[kMaxRecords] = {};
   int count_ = 0;
 };
+
+// True when two buffers of n doubles share memory without being the same
+// buffer: a kernel writing one while reading the other could then read
+// values it has already overwritten.
+bool overlapsPartially(const double* a, const double* b, int32_t n);
 
 // Step 4 for the exports that hand back as many elements as the result's
 // first extent holds (a {1, k} result therefore gives one element).

@@ -162,10 +162,19 @@ def test_position_count_rules():
             pulse, taps_per_group=taps, group_count=groups, **base)
         assert positions.shape == (count,), (taps, groups)
         assert weights.shape == limits.shape == (5,)
-    with pytest.raises(ValueError):
-        zefra_tdr.floating_dfe(pulse, taps_per_group=2.0**31, group_count=1, **base)
-    with pytest.raises(ValueError):
-        zefra_tdr.floating_dfe(pulse, taps_per_group=math.inf, group_count=1, **base)
+    # The library caps the count at 2**20 positions (and groups).
+    cap = zefra_tdr.equalization.MAX_TAP_POSITIONS
+    assert cap == 2**20
+    for taps, groups in [(2.0**31, 1), (math.inf, 1), (1, math.inf), (2, 2.0**19),
+                         (1, 2.0**20 + 0.5)]:
+        positions, weights, limits = zefra_tdr.floating_dfe(
+            pulse, taps_per_group=taps, group_count=groups, **base)
+        assert positions.shape == (cap,), (taps, groups)
+        assert np.all(np.isfinite(positions)) and np.all(np.diff(positions) >= 0.0)
+        assert np.all(np.isfinite(weights)) and np.all(np.isfinite(limits))
+    positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=1,
+                                             group_count=2.0**20 - 1, **base)
+    assert positions.shape == (cap - 1,)
 
 
 @pytest.mark.parametrize("taps, groups", [(1, 1), (2, 1), (1, 3), (3, 2)])
