@@ -21,6 +21,7 @@
 #ifndef ZEFRA_TDR_HELPERS_H
 #define ZEFRA_TDR_HELPERS_H
 
+#include <stdbool.h>
 #include <stdint.h>
 
 #if defined(_WIN32)
@@ -245,6 +246,84 @@ ZEFRA_API void floatingDFE(const double *pulse, int32_t pulseLength, double sear
                            double maxTapWeight, double mainCursor, int32_t reservedInt,
                            double *tapPositionsOut, double *tapWeightsOut,
                            double *tapLimitsOut);
+
+/* ---- Probability densities of sampled signals ------------------------------
+ *
+ * A density is a histogram on a uniform amplitude grid of bin width w:
+ * points are quantised to the grid in single precision
+ * (roundf((float)(p / w)) * w), each point's weight goes to its nearest bin
+ * (ties to the lower bin), and empty bins are trimmed from both ends.  A
+ * density that would need more than 2000 bins makes the call return false.
+ */
+
+/*
+ * Density of the sum of cursors c[i] * d[i], each d[i] an equiprobable
+ * symbol from M levels evenly spaced in [-1, +1], on bins of width w.
+ * Cursors of magnitude <= w are left out (but if no cursor is greater than
+ * w, every cursor counts as 0).
+ *   signal: in, double[sampleCount], the cursors
+ *   levelCount: M, symbol levels (2 for NRZ, 4 for PAM4)
+ *   reserved: never read
+ *   amplitudesOut: out, receives a library-allocated double[*countOut], the
+ *       amplitude of each bin, (i + *offsetOut) * w
+ *   probabilitiesOut: out, receives a library-allocated double[*countOut],
+ *       the probability of each bin
+ *   offsetOut: out, amplitude of the first bin divided by w (only on
+ *       success)
+ *   binWidth: in, w; written back unchanged on success
+ *   sampleCount: number of cursors
+ *   countOut: out, number of bins
+ * Returns true on success, false when one cursor's density needs more than
+ * 2000 bins (the arrays then describe the cursors combined before it).  The
+ * two arrays are allocated even on failure and belong to the caller: release
+ * each with zefra_release_array.
+ */
+ZEFRA_API bool get_pdf_from_sampled_signal(const double *signal, int32_t levelCount,
+                                           const void *reserved, double **amplitudesOut,
+                                           double **probabilitiesOut, double *offsetOut,
+                                           double *binWidth, int32_t sampleCount,
+                                           int32_t *countOut);
+
+/*
+ * As get_pdf_from_sampled_signal, but the cursors are combined from the
+ * largest magnitude to the smallest (equal magnitudes: higher index first),
+ * and the accumulated offset is rounded to a whole number of bins after
+ * every cursor, so the amplitude axis stays on the bin grid.  An oversized
+ * cursor therefore fails on the first step.
+ */
+ZEFRA_API bool get_pdf_from_sampled_signal_800G(const double *signal, int32_t levelCount,
+                                                const void *reserved, double **amplitudesOut,
+                                                double **probabilitiesOut, double *offsetOut,
+                                                double *binWidth, int32_t sampleCount,
+                                                int32_t *countOut);
+
+/*
+ * Weighted histogram of points on bins of width binWidth.
+ *   points: in, double[pointCount], amplitudes (at least one)
+ *   weights: in, double[weightCount], weight of each point; missing
+ *       weights (weightCount < pointCount) count as 0
+ *   centersOut: out, double[c], bin-centre grid (k - |x|) * binWidth,
+ *       c = 2 * |round(x)| + 1 on success, outCount on failure
+ *   densityOut: out, double[c], density values; 0.0 where the grid is
+ *       longer than the trimmed density
+ *   pointCount, weightCount: counts of the two inputs
+ *   outCount: values written to both outputs when the call fails
+ *   binWidth: w
+ *   offsetOut: out, x, the first kept bin in bins (only on success)
+ *   widthOut: out, w (only on success)
+ * Returns true on success; false when the points span more than 2000 bins,
+ * when pointCount < 1, and when the bin count is not defined (NaN, zero or
+ * negative bin width).
+ */
+ZEFRA_API bool d_cpdf(const double *points, const double *weights, double *centersOut,
+                      double *densityOut, int32_t pointCount, int32_t weightCount,
+                      int32_t outCount, double binWidth, double *offsetOut, double *widthOut);
+
+/*
+ * Releases an array that get_pdf_from_sampled_signal or
+ * get_pdf_from_sampled_signal_800G allocated.  A null pointer is ignored.
+ */
+ZEFRA_API void zefra_release_array(double *array);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -51,14 +51,28 @@ xtalk_noise_step
 floating_dfe
     Tap positions, weights and limits of a floating-tap decision-feedback
     equaliser.
+
+Probability densities
+---------------------
+Histograms on a uniform amplitude grid, returned as numpy arrays together
+with the grid offset and a success flag.
+
+pdf_from_sampled_signal
+    Density of the sum of cursors, each times an equiprobable M-level symbol.
+pdf_from_sampled_signal_800g
+    The same, largest cursor first, with the grid offset kept whole.
+cpdf
+    Weighted histogram of given points on a grid centred on zero.
 """
 
 from .channel import combine_s4p, make_package, synth_tline
+from .density import cpdf, pdf_from_sampled_signal, pdf_from_sampled_signal_800g
 from .equalization import floating_dfe, td_ctle, xtalk_noise_step
 from .special import erfcinv
 from .statistics import eval_std, median, norm
 
 __all__ = [
-    "combine_s4p", "erfcinv", "eval_std", "floating_dfe", "make_package", "median",
-    "norm", "synth_tline", "td_ctle", "xtalk_noise_step",
+    "combine_s4p", "cpdf", "erfcinv", "eval_std", "floating_dfe", "make_package",
+    "median", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
+    "synth_tline", "td_ctle", "xtalk_noise_step",
 ]

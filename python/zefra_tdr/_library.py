@@ -70,6 +70,16 @@ class ZefraComplex(ctypes.Structure):
 
 _c_double_p = ctypes.POINTER(ctypes.c_double)
 
+# get_pdf_from_sampled_signal and its 800G variant.
+_CURSOR_DENSITY_ARGS: list[object] = [
+    _c_double_p, ctypes.c_int32,                   # signal, levelCount
+    ctypes.c_void_p,                               # reserved (never read)
+    ctypes.POINTER(_c_double_p),                   # amplitudesOut
+    ctypes.POINTER(_c_double_p),                   # probabilitiesOut
+    _c_double_p, _c_double_p,                      # offsetOut, binWidth
+    ctypes.c_int32, ctypes.POINTER(ctypes.c_int32),  # sampleCount, countOut
+]
+
 #: Export name -> (restype, argtypes).  Counts are ``int32_t``; double
 #: buffers are ``double *``; complex buffers (``zefra_complex *``) are passed
 #: as ``double *`` to interleaved (re, im) pairs.
@@ -119,6 +129,18 @@ SIGNATURES: dict[str, tuple[object, list[object]]] = {
         ctypes.c_int32,                            # reservedInt (never read)
         *[_c_double_p] * 3,                        # positions, weights, limits
     ]),
+    # Probability densities.  The cursor densities return two arrays that
+    # the library allocates; zefra_release_array frees each of them.
+    "get_pdf_from_sampled_signal": (ctypes.c_bool, _CURSOR_DENSITY_ARGS),
+    "get_pdf_from_sampled_signal_800G": (ctypes.c_bool, _CURSOR_DENSITY_ARGS),
+    "d_cpdf": (ctypes.c_bool, [
+        _c_double_p, _c_double_p,                  # points, weights
+        _c_double_p, _c_double_p,                  # centersOut, densityOut
+        ctypes.c_int32, ctypes.c_int32,            # pointCount, weightCount
+        ctypes.c_int32, ctypes.c_double,           # outCount, binWidth
+        _c_double_p, _c_double_p,                  # offsetOut, widthOut
+    ]),
+    "zefra_release_array": (None, [_c_double_p]),
 }
 
 _lock = threading.Lock()

@@ -292,3 +292,165 @@ def _erfcinv_newton(x, start: float) -> float:
             if y != 0 and abs(step) < abs(y) * Decimal(10) ** -(_DEC_PREC - 20):
                 break
         return float(y)
+
+
+# ---- probability densities --------------------------------------------------
+#
+# A literal restatement of the histogram core and the cursor-convolution
+# kernels (same operations in the same order, so the library's results are
+# expected bit for bit), plus the float32 rounding they rely on.
+
+DENSITY_MAX_BINS = 2000
+_EPS52 = 2.0**-52
+
+
+def roundf32(v: float) -> float:
+    """roundf((float)v) widened back to double: narrow to float32 (nearest,
+    ties to even, overflow to inf), then round half away from zero.
+
+    numpy's own np.round rounds half to even, so the rounding is done here in
+    float64, where |f| + 0.5 is exact whenever it can reach the next integer
+    (a float32 needs at most 24 + 29 bits for that)."""
+    with np.errstate(over="ignore", invalid="ignore"):
+        f = float(np.float32(v))
+    if not math.isfinite(f):
+        return f
+    return math.copysign(math.floor(abs(f) + 0.5), f)
+
+
+def quantise(p: float, w: float) -> float:
+    """The core's grid quantisation roundf((float)(p / w)) * w."""
+    with np.errstate(divide="ignore", invalid="ignore", over="ignore"):
+        quotient = float(np.float64(p) / np.float64(w))
+    return roundf32(quotient) * w
+
+
+def histogram_core(w: float, points, weights, want_centres: bool = True):
+    """The histogram core: returns (ok, pdf, centres, x).
+
+    Finite points only (the callers' test data); NaN, zero or negative widths
+    and counts above DENSITY_MAX_BINS fail, as does an empty point list."""
+    points = [float(p) for p in points]
+    weights = [float(v) for v in weights]
+    n = len(points)
+    if n < 1:
+        return False, None, None, None
+    q = [quantise(p, w) for p in points]
+    q_min = q_max = q[0]
+    for v in q[1:]:
+        if v > q_max:
+            q_max = v
+        else:
+            q_min = v if v < q_min else q_min
+    with np.errstate(divide="ignore", invalid="ignore", over="ignore"):
+        span = float(np.trunc(np.floor((np.float64(q_max) - q_min + _EPS52) / w) + 1.0))
+    if not (1.0 <= span <= DENSITY_MAX_BINS):
+        return False, None, None, None
+    nb = int(span)
+    bins = np.zeros(nb)
+    j_times_w = np.arange(nb, dtype=np.float64) * w
+    for i, v in enumerate(q):
+        weight = weights[i] if i < len(weights) else 0.0
+        distances = np.abs((q_min - v) + j_times_w)
+        bins[int(np.argmin(distances))] += weight  # first smallest: ties go low
+    total = 0.0
+    for b in bins:
+        total += float(b)
+    first = -1
+    for j in range(nb):
+        bins[j] = bins[j] / total
+        if bins[j] != 0.0 or math.isnan(bins[j]):
+            first = j
+            break
+    last = -1
+    for j in range(nb - 1, max(first, 0) - 1, -1):
+        bins[j] = bins[j] / total
+        if bins[j] != 0.0 or math.isnan(bins[j]):
+            last = j
+            break
+    pdf = bins[first:last + 1].copy() if 0 <= first <= last else np.zeros(0)
+    x = q_min / w + float(first)
+    centres = None
+    if want_centres:
+        count = math.trunc(2.0 * abs(roundf32(x)) + 1.0)
+        centres = (np.arange(count, dtype=np.float64) - abs(x)) * w
+    return True, pdf, centres, x
+
+
+def cpdf_oracle(points, weights, w: float, out_count: int):
+    """d_cpdf: (centres, density, x, ok); c values, 0.0 past the density."""
+    ok, pdf, centres, x = histogram_core(w, points, weights)
+    if not ok:
+        return np.zeros(out_count), np.zeros(out_count), None, False
+    c = centres.shape[0]
+    density = np.zeros(c)
+    m = min(c, pdf.shape[0])
+    density[:m] = pdf[:m]
+    return centres, density, x, True
+
+
+def symbol_levels(m: int) -> list[float]:
+    """M levels (i + i) / (double)(int)(M - 1) - 1 (M >= 2)."""
+    divisor = float(math.trunc(m - 1.0))
+    return [float(i + i) / divisor - 1.0 for i in range(m)]
+
+
+def kept_cursors(signal, w: float) -> list[float]:
+    s = [float(v) for v in signal]
+    kept = [0.0 if w > 0.0 else v for v in s]  # w > |0.0|: left 0.0
+    if any(v > w for v in s):
+        kept = [v for v in s if abs(v) > w]
+    return kept
+
+
+def convolve_in_order(prev: np.ndarray, pdf: np.ndarray) -> np.ndarray:
+    """Full linear convolution, each output summed in increasing i."""
+    if prev.size == 0 or pdf.size == 0:
+        return np.zeros(prev.size + pdf.size)
+    out = np.zeros(prev.size + pdf.size - 1)
+    for i in range(prev.size):
+        out[i:i + pdf.size] += prev[i] * pdf
+    return out
+
+
+def amplitude_axis(offset_sum: float, w: float) -> np.ndarray:
+    count = math.trunc(math.floor(abs(offset_sum) * 2.0 + _EPS52) + 1.0)
+    return (np.arange(count, dtype=np.float64) + offset_sum) * w
+
+
+def cursor_density_oracle(signal, m: int, w: float, largest_first: bool = False):
+    """get_pdf_from_sampled_signal (or its 800G variant with largest_first):
+    (amplitudes, probabilities, offset, ok); offset None on failure.
+    M >= 2 and finite cursors."""
+    kept = kept_cursors(signal, w)
+    if largest_first:
+        order = sorted(range(len(kept)), key=lambda i: (abs(kept[i]), i), reverse=True)
+        kept = [kept[i] for i in order]
+    levels = symbol_levels(m)
+    weights = [1.0 / m] * m
+    density = np.array([1.0])
+    amplitudes = np.zeros(0)
+    offset_sum = 0.0
+    ok = True
+    for a in kept:
+        good, pdf, _, off = histogram_core(w, [abs(a) * v for v in levels], weights,
+                                           want_centres=False)
+        if not good:
+            ok = False
+            break
+        if largest_first:
+            offset_sum = roundf32(off + offset_sum)
+        else:
+            offset_sum = offset_sum + off
+        density = convolve_in_order(density, pdf)
+        amplitudes = amplitude_axis(offset_sum, w)
+    count = amplitudes.shape[0]
+    probabilities = np.zeros(count)
+    n = min(count, density.shape[0])
+    probabilities[:n] = density[:n]
+    return amplitudes, probabilities, (offset_sum if ok else None), ok
+
+
+def quantised_index(p: float, w: float) -> int:
+    """Integer bin index roundf((float)(p / w)) of a point."""
+    return int(roundf32(float(np.float64(p) / np.float64(w))))

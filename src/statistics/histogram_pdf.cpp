@@ -1,0 +1,173 @@
+// Weighted histogram on a uniform grid of width w.
+//
+//   q_i  = roundf((float)(p_i / w)) * w        single-precision quantisation,
+//                                              half away from zero
+//   nb   = trunc(floor((qMax - qMin + 2^-52) / w) + 1)  bins from qMin
+//   bin  = argmin_j |(qMin - q_i) + j w|       ties to the lower bin
+//   pdf  = bins / total, trimmed of zero bins at both ends
+//
+// Normalisation is partial on purpose: the upward scan divides bins until
+// the first non-zero quotient, the downward scan divides bins until the
+// last one, and the bins strictly between are left as they are (with
+// weights summing to 1 the total is 1 and this is the normalised histogram).
+#include "statistics/histogram_pdf.h"
+
+#include <cmath>
+
+namespace zefra {
+namespace {
+
+constexpr double kEpsilon = 2.220446049250313e-16;  // 2^-52
+constexpr double kLargestCount = 2147483647.0;
+
+double distanceToBin(double offset, double w, int32_t j) {
+  return std::fabs(offset + static_cast<double>(j) * w);
+}
+
+// Shapes a double record as a row of `columns` values, keeping its storage.
+void shapeDoubleRow(DynArray* out, int32_t columns) {
+  const int32_t before = numel(out);
+  out->size[0] = 1;
+  out->size[1] = columns;
+  ensureCapacityDouble(out, before);
+}
+
+}  // namespace
+
+int32_t nearestBinByScan(double qMin, double q, double w, int32_t binCount) {
+  const double offset = qMin - q;
+  int32_t best = 0;
+  double bestDistance = distanceToBin(offset, w, 0);
+  for (int32_t j = 1; j < binCount; ++j) {
+    const double d = distanceToBin(offset, w, j);
+    if (d < bestDistance) {
+      bestDistance = d;
+      best = j;
+    }
+  }
+  return best;
+}
+
+// With w > 0 the computed s_j = (qMin - q) + j w is non-decreasing in j
+// (j w and the addition both round monotonically), so |s_j| falls while
+// s_j <= 0 and rises once s_j > 0.  The first smallest |s_j| is therefore
+// either at p, the first j with s_j > 0, or at the first j of the run of
+// equal values just below p.  p is found by walking from the estimate
+// (q - qMin) / w, which is within a step or two of it.
+int32_t nearestBin(double qMin, double q, double w, int32_t binCount) {
+  const double offset = qMin - q;
+  if (std::isnan(offset) || !(w > 0.0)) {
+    return nearestBinByScan(qMin, q, w, binCount);  // every distance NaN: bin 0
+  }
+  auto s = [&](int32_t j) { return offset + static_cast<double>(j) * w; };
+  const double estimate = std::ceil(-offset / w);
+  int32_t p = estimate <= 0.0 ? 0
+              : estimate >= static_cast<double>(binCount) ? binCount
+                                                          : static_cast<int32_t>(estimate);
+  while (p > 0 && s(p - 1) > 0.0) {
+    --p;
+  }
+  while (p < binCount && !(s(p) > 0.0)) {
+    ++p;
+  }
+  if (p == 0) {
+    return 0;
+  }
+  int32_t below = p - 1;
+  while (below > 0 && s(below - 1) == s(below)) {
+    --below;
+  }
+  if (p == binCount) {
+    return below;
+  }
+  return distanceToBin(offset, w, p) < distanceToBin(offset, w, below) ? p : below;
+}
+
+bool quantizedHistogramPdf(double w, DynArray* points, const DynArray* weights, DynArray* pdfOut,
+                           DynArray* centersOut, double* offsetOut, double* widthOut) {
+  const int32_t n = numel(points);
+  if (n < 1) {
+    return false;  // no points: no bin range
+  }
+  double* q = elementsOf<double>(points);
+  for (int32_t i = 0; i < n; ++i) {
+    q[i] = static_cast<double>(std::roundf(static_cast<float>(q[i] / w))) * w;
+  }
+  double qMin = q[0];
+  double qMax = q[0];
+  for (int32_t i = 1; i < n; ++i) {
+    if (q[i] > qMax) {
+      qMax = q[i];
+    } else {
+      qMin = q[i] < qMin ? q[i] : qMin;
+    }
+  }
+
+  const double binSpan = std::trunc(std::floor((qMax - qMin + kEpsilon) / w) + 1.0);
+  // More than 2000 bins fails; so does a count that is not a number or below
+  // one bin (NaN, zero or negative width), which leaves no bin to fill.
+  if (!(binSpan >= 1.0 && binSpan <= static_cast<double>(kMaxDensityBins))) {
+    return false;
+  }
+  const auto nb = static_cast<int32_t>(binSpan);
+
+  DynArrayPtr histogram(dynArrayInit(1));
+  histogram->size[0] = nb;
+  ensureCapacityDouble(histogram.get(), 0);
+  double* bins = elementsOf<double>(histogram.get());
+  const int32_t weightCount = numel(weights);
+  const double* weightValues = elementsOf<double>(weights);
+  for (int32_t i = 0; i < n; ++i) {
+    const double weight = i < weightCount ? weightValues[i] : 0.0;
+    bins[nearestBin(qMin, q[i], w, nb)] += weight;
+  }
+  double total = 0.0;
+  for (int32_t j = 0; j < nb; ++j) {
+    total += bins[j];
+  }
+
+  int32_t first = -1;
+  for (int32_t j = 0; j < nb; ++j) {
+    bins[j] = bins[j] / total;
+    if (bins[j] != 0.0 || std::isnan(bins[j])) {
+      first = j;
+      break;
+    }
+  }
+  int32_t last = -1;
+  for (int32_t j = nb - 1; j >= (first < 0 ? 0 : first); --j) {
+    bins[j] = bins[j] / total;
+    if (bins[j] != 0.0 || std::isnan(bins[j])) {
+      last = j;
+      break;
+    }
+  }
+
+  const double x = qMin / w + static_cast<double>(first);
+  const double r = std::fabs(static_cast<double>(std::roundf(static_cast<float>(x))));
+  const double centerSpan = std::trunc(2.0 * r + 1.0);
+  if (centersOut != nullptr && !(centerSpan <= kLargestCount)) {
+    return false;  // a grid of more than 2^31 - 1 centres cannot be returned
+  }
+
+  const int32_t kept = first >= 0 && last >= first ? last - first + 1 : 0;
+  shapeDoubleRow(pdfOut, kept);
+  double* pdf = elementsOf<double>(pdfOut);
+  for (int32_t k = 0; k < kept; ++k) {
+    pdf[k] = bins[first + k];
+  }
+  if (centersOut != nullptr) {
+    const auto count = static_cast<int32_t>(centerSpan);
+    shapeDoubleRow(centersOut, count);
+    double* centers = elementsOf<double>(centersOut);
+    const double ax = std::fabs(x);
+    for (int32_t k = 0; k < count; ++k) {
+      centers[k] = (static_cast<double>(k) - ax) * w;
+    }
+  }
+  *offsetOut = x;
+  *widthOut = w;
+  return true;
+}
+
+}  // namespace zefra

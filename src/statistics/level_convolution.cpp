@@ -1,0 +1,296 @@
+// Density of sum_i c_i d_i with d_i drawn from M equiprobable levels
+// -1, -1 + 2/(M-1), ..., +1 (levels[i] = (i + i) / (M - 1) - 1).
+//
+// Each kept cursor a gives a small density: the histogram of the M points
+// |a| * levels with weight 1/M each.  The running density starts as [1.0]
+// and is convolved with each of them; the per-cursor offsets (first bin, in
+// bins) add up to the offset of the result, and the amplitude axis is
+// (i + offsetSum) w for i < floor(2 |offsetSum| + 2^-52) + 1 (the per-cursor
+// densities are symmetric about zero).
+//
+// Which cursors count: first all N are kept as 0.0 when w > 0 (as the
+// signal itself when w <= 0 or NaN); then, if any cursor is greater than w
+// (a signed comparison), only the cursors whose magnitude exceeds w are
+// kept, in order.  So a signal whose only large cursors are negative is
+// treated as all zeros.
+//
+// Convolution: out[j] = sum over i of prev[i] * pdf[j - i], in increasing i.
+// The cursor density has at most M non-zero bins.  A zero term prev[i] * 0
+// is +-0 for finite prev[i] and adding +-0 never changes a sum that starts
+// at +0, so summing only the non-zero bins, visited in decreasing bin order
+// (= increasing i for each output), gives the same bits in O(len * M).
+#include "statistics/level_convolution.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "statistics/histogram_pdf.h"
+
+namespace zefra {
+namespace {
+
+constexpr double kEpsilon = 2.220446049250313e-16;  // 2^-52
+
+std::vector<double> keptCursors(const DynArray* signal, double w) {
+  const int32_t n = std::max(numel(signal), 0);
+  const double* s = elementsOf<double>(signal);
+  std::vector<double> kept(static_cast<size_t>(n), 0.0);
+  for (int32_t i = 0; i < n; ++i) {
+    if (!(w > std::fabs(kept[static_cast<size_t>(i)]))) {
+      kept[static_cast<size_t>(i)] = s[i];
+    }
+  }
+  bool anyAbove = false;
+  for (int32_t i = 0; i < n; ++i) {
+    anyAbove = anyAbove || s[i] > w;
+  }
+  if (anyAbove) {
+    kept.clear();
+    for (int32_t i = 0; i < n; ++i) {
+      if (std::fabs(s[i]) > w) {
+        kept.push_back(s[i]);
+      }
+    }
+  }
+  return kept;
+}
+
+void shapeRow(DynArray* out, int32_t columns) {
+  const int32_t before = numel(out);
+  out->size[0] = 1;
+  out->size[1] = columns;
+  ensureCapacityDouble(out, before);
+}
+
+DynArrayPtr doubleRow(int32_t columns) {
+  DynArrayPtr row(dynArrayInit(2));
+  shapeRow(row.get(), columns);
+  return row;
+}
+
+// Symbol levels and their weights, M values each.
+struct LevelGrid {
+  explicit LevelGrid(int32_t m) : levels(doubleRow(std::max(m, 0))), weights(doubleRow(std::max(m, 0))) {
+    const double divisor = static_cast<double>(static_cast<int32_t>(std::trunc(m - 1.0)));
+    for (int32_t i = 0; i < m; ++i) {
+      elementsOf<double>(levels.get())[i] = static_cast<double>(i + i) / divisor - 1.0;
+      elementsOf<double>(weights.get())[i] = 1.0 / static_cast<double>(m);
+    }
+  }
+  DynArrayPtr levels;
+  DynArrayPtr weights;
+};
+
+void convolveDense(const double* prev, int32_t lenPrev, const double* pdf, int32_t lenPdf,
+                   double* out) {
+  const int32_t length = lenPrev + lenPdf - 1;
+  for (int32_t j = 0; j < length; ++j) {
+    double sum = 0.0;
+    const int32_t from = std::max(0, j - (lenPdf - 1));
+    const int32_t to = std::min(j, lenPrev - 1);
+    for (int32_t i = from; i <= to; ++i) {
+      sum += prev[i] * pdf[j - i];
+    }
+    out[j] = sum;
+  }
+}
+
+// One pass over the output: for each j the non-zero taps t are visited in
+// decreasing order, i.e. prev[j - t] in increasing index, exactly as the
+// dense sum visits them.  Only the edge outputs need bounds checks.
+void convolveSparse(const double* prev, int32_t lenPrev, const double* pdf, int32_t lenPdf,
+                    double* out) {
+  int32_t taps[64];
+  double values[64];
+  int32_t count = 0;
+  for (int32_t t = lenPdf - 1; t >= 0; --t) {
+    if (pdf[t] != 0.0) {
+      if (count == 64) {
+        convolveDense(prev, lenPrev, pdf, lenPdf, out);  // not sparse enough to gather
+        return;
+      }
+      taps[count] = t;
+      values[count] = pdf[t];
+      ++count;
+    }
+  }
+  const int32_t length = lenPrev + lenPdf - 1;
+  if (count == 0) {
+    std::fill(out, out + length, 0.0);
+    return;
+  }
+  const int32_t highest = taps[0];
+  const int32_t lowest = taps[count - 1];
+  auto edge = [&](int32_t j) {
+    double sum = 0.0;
+    for (int32_t k = 0; k < count; ++k) {
+      const int32_t i = j - taps[k];
+      if (i >= 0 && i < lenPrev) {
+        sum += prev[i] * values[k];
+      }
+    }
+    out[j] = sum;
+  };
+  // Interior: every tap's index j - t lies inside prev.
+  const int32_t interiorBegin = highest;
+  const int32_t interiorEnd = lowest + lenPrev;  // exclusive
+  for (int32_t head = 0; head < std::min(interiorBegin, length); ++head) {
+    edge(head);
+  }
+  // Blocks of outputs side by side: each lane keeps its own sum in tap
+  // order, so the block form vectorises without reordering any sum.
+  constexpr int32_t kBlock = 8;
+  int32_t j = interiorBegin;
+  for (; j + kBlock <= interiorEnd; j += kBlock) {
+    double sums[kBlock] = {};
+    for (int32_t k = 0; k < count; ++k) {
+      const double* source = prev + (j - taps[k]);
+      const double value = values[k];
+      for (int32_t lane = 0; lane < kBlock; ++lane) {
+        sums[lane] += source[lane] * value;
+      }
+    }
+    for (int32_t lane = 0; lane < kBlock; ++lane) {
+      out[j + lane] = sums[lane];
+    }
+  }
+  for (; j < interiorEnd; ++j) {
+    double sum = 0.0;
+    for (int32_t k = 0; k < count; ++k) {
+      sum += prev[j - taps[k]] * values[k];
+    }
+    out[j] = sum;
+  }
+  for (int32_t tail = std::max(interiorEnd, interiorBegin); tail < length; ++tail) {
+    edge(tail);
+  }
+}
+
+// density <- density * pdf (full linear convolution), through `scratch`.
+void convolveInto(DynArrayPtr& density, const DynArray* pdf, DynArrayPtr& scratch,
+                  ConvolutionForm form) {
+  const int32_t lenPrev = numel(density.get());
+  const int32_t lenPdf = numel(pdf);
+  const bool bothNonEmpty = lenPrev > 0 && lenPdf > 0;
+  const int32_t length = bothNonEmpty ? lenPrev + lenPdf - 1 : lenPrev + lenPdf;
+  shapeRow(scratch.get(), length);
+  double* out = elementsOf<double>(scratch.get());
+  if (!bothNonEmpty) {
+    std::fill(out, out + length, 0.0);
+  } else {
+    const double* prev = elementsOf<double>(density.get());
+    const double* taps = elementsOf<double>(pdf);
+    const bool finite = std::all_of(prev, prev + lenPrev, [](double v) { return std::isfinite(v); });
+    if (form == ConvolutionForm::kSparse && finite) {
+      convolveSparse(prev, lenPrev, taps, lenPdf, out);
+    } else {
+      convolveDense(prev, lenPrev, taps, lenPdf, out);
+    }
+  }
+  std::swap(density, scratch);
+}
+
+// (i + offsetSum) w for i < floor(2 |offsetSum| + 2^-52) + 1.
+void buildAmplitudeAxis(double offsetSum, double w, DynArray* amplitudes) {
+  const double span = std::trunc(std::floor(std::fabs(offsetSum) * 2.0 + kEpsilon) + 1.0);
+  const int32_t count = span >= 0.0 && span <= 2147483647.0 ? static_cast<int32_t>(span) : 0;
+  shapeRow(amplitudes, count);
+  double* a = elementsOf<double>(amplitudes);
+  for (int32_t i = 0; i < count; ++i) {
+    a[i] = (static_cast<double>(i) + offsetSum) * w;
+  }
+}
+
+void copyRow(const DynArray* from, DynArray* to) {
+  const int32_t n = numel(from);
+  shapeRow(to, n);
+  std::copy(elementsOf<double>(from), elementsOf<double>(from) + n, elementsOf<double>(to));
+}
+
+// The loop shared by both orders: `order` lists the kept cursors in the
+// order they are combined; `roundOffsets` selects the whole-bin offsets.
+bool combineCursors(const std::vector<double>& cursors, int32_t levelCount, double w,
+                    bool roundOffsets, DynArray* amplitudes, DynArray* density,
+                    double* offsetOut, double* widthOut, ConvolutionForm form) {
+  const LevelGrid grid(levelCount);
+  DynArrayPtr running = doubleRow(1);
+  elementsOf<double>(running.get())[0] = 1.0;
+  DynArrayPtr scratch = doubleRow(0);
+  DynArrayPtr points = doubleRow(std::max(levelCount, 0));
+  DynArrayPtr pdf = doubleRow(0);
+  double offsetSum = 0.0;
+  bool ok = true;
+  bool combinedAny = false;
+  for (const double a : cursors) {
+    const double magnitude = std::fabs(a);
+    for (int32_t i = 0; i < levelCount; ++i) {
+      elementsOf<double>(points.get())[i] = magnitude * elementsOf<double>(grid.levels.get())[i];
+    }
+    double offset = 0.0;
+    double width = 0.0;
+    if (!quantizedHistogramPdf(w, points.get(), grid.weights.get(), pdf.get(), nullptr, &offset,
+                               &width)) {
+      ok = false;
+      break;
+    }
+    offsetSum = roundOffsets
+                    ? static_cast<double>(std::roundf(static_cast<float>(offset + offsetSum)))
+                    : offsetSum + offset;
+    convolveInto(running, pdf.get(), scratch, form);
+    combinedAny = true;
+  }
+  // The axis depends only on the offset of the last combined cursor; with no
+  // cursor combined the caller's (empty) axis is left as it is.
+  if (combinedAny) {
+    buildAmplitudeAxis(offsetSum, w, amplitudes);
+  }
+  copyRow(running.get(), density);
+  if (ok) {
+    *offsetOut = offsetSum;
+    *widthOut = w;
+  }
+  return ok;
+}
+
+}  // namespace
+
+bool levelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
+                         DynArray* amplitudes, DynArray* density, double* offsetOut,
+                         double* widthOut, ConvolutionForm form) {
+  return combineCursors(keptCursors(signal, w), levelCount, w, false, amplitudes, density,
+                        offsetOut, widthOut, form);
+}
+
+bool sortedLevelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
+                               DynArray* amplitudes, DynArray* density, double* offsetOut,
+                               double* widthOut, ConvolutionForm form) {
+  const std::vector<double> kept = keptCursors(signal, w);
+  // Ascending by magnitude, then index; NaN magnitudes after every number.
+  std::vector<std::pair<double, int32_t>> order;
+  order.reserve(kept.size());
+  for (size_t i = 0; i < kept.size(); ++i) {
+    order.emplace_back(std::fabs(kept[i]), static_cast<int32_t>(i));
+  }
+  std::sort(order.begin(), order.end(), [](const auto& x, const auto& y) {
+    const bool xNan = std::isnan(x.first);
+    const bool yNan = std::isnan(y.first);
+    if (xNan != yNan) {
+      return yNan;
+    }
+    if (!xNan && x.first != y.first) {
+      return x.first < y.first;
+    }
+    return x.second < y.second;
+  });
+  std::vector<double> sequence;
+  sequence.reserve(order.size());
+  for (auto it = order.rbegin(); it != order.rend(); ++it) {
+    sequence.push_back(kept[static_cast<size_t>(it->second)]);
+  }
+  return combineCursors(sequence, levelCount, w, true, amplitudes, density, offsetOut, widthOut,
+                        form);
+}
+
+}  // namespace zefra

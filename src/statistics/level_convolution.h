@@ -1,0 +1,33 @@
+// Density of a sum of cursors, each multiplied by an equiprobable symbol of
+// M levels evenly spaced in [-1, +1].
+#pragma once
+
+#include "frame/dyn_array.h"
+
+namespace zefra {
+
+// How the running density is convolved with each cursor's density.
+enum class ConvolutionForm {
+  // Skips the zero bins of the cursor density (at most M are non-zero);
+  // identical bits whenever the running density is finite, which it always
+  // is for densities built here.  Falls back to the dense form otherwise.
+  kSparse,
+  // Every product, summed in increasing index of the running density.
+  kDense,
+};
+
+// signal: row {1, N}.  amplitudes and density: records reshaped to rows.
+// Cursors are combined in index order and the per-cursor offsets summed.
+bool levelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
+                         DynArray* amplitudes, DynArray* density, double* offsetOut,
+                         double* widthOut, ConvolutionForm form = ConvolutionForm::kSparse);
+
+// As levelConvolutionPdf, but combining the cursors from the largest
+// magnitude to the smallest (equal magnitudes: higher index first) and
+// rounding the accumulated offset to a whole number of bins at every step.
+bool sortedLevelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
+                               DynArray* amplitudes, DynArray* density, double* offsetOut,
+                               double* widthOut,
+                               ConvolutionForm form = ConvolutionForm::kSparse);
+
+}  // namespace zefra
