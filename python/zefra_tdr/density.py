@@ -8,6 +8,11 @@ ends.  A density that would need more than :data:`MAX_BINS` bins makes the
 call report failure (``ok`` is ``False``).  So does a bin width that is NaN,
 zero or negative (no bin count is defined then).
 
+The bin count of a histogram is ``trunc(floor((qMax - qMin + 2**-52) / w)
++ 1)``.  For bin widths that are not powers of two it can be one short of
+the integer span (e.g. ``floor(350.99999999999994)``); the highest point
+then goes to the last bin, one bin below its own value.
+
 Amplitudes are in the unit of the inputs (volts, say); probabilities are
 dimensionless; offsets are in bins (multiples of ``w``).
 """
@@ -166,7 +171,8 @@ pdf_from_sampled_signal.__doc__ = (
     The per-cursor offsets (first bin of each cursor's histogram, in bins)
     are added without rounding; when one is not a whole number of bins the
     axis is off the grid by that fraction, and an offset sum just below an
-    integer in magnitude makes the axis one bin shorter than the density."""
+    integer in magnitude makes the axis one bin shorter than the density
+    (its top bin, e.g. probability 0.5 for one cursor, is not returned)."""
     + _CURSOR_DENSITY_DOC
 )
 

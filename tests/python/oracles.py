@@ -87,6 +87,22 @@ TOLERANCES = {
     # add in another order (the accuracy asked is about 1e-12; observed
     # about 1e-15).
     "xtalk_vs_numpy_rel": 1e-13,
+    # ---- probability densities ----
+    # pdf_from_sampled_signal (and the 800G variant) against the brute-force
+    # enumeration of every symbol combination: largest |probability
+    # difference| per bin.  Both sides add products of 1/M in different
+    # orders; observed 0 for M = 2, 4, 8 (dyadic) and about 1e-17 for M = 3.
+    "pdf_vs_enumeration_abs": 1e-12,
+    # Probabilities of one call summed: |sum - 1| (plus rounding of the sum).
+    "pdf_sum_abs": 1e-12,
+    # 800G against the plain variant on the same cursors (other combination
+    # order), largest |probability difference| per bin.
+    "pdf_800g_vs_plain_abs": 1e-15,
+    # cpdf against a numpy weighted histogram (np.bincount) of the quantised
+    # points, weights from a Dirichlet draw (total 1 only up to rounding, and
+    # the middle bins are not divided by it): relative error per bin.
+    # Observed about 1.1e-15.
+    "cpdf_vs_numpy_rel": 4e-15,
 }
 
 SMALLEST_NORMAL = 2.2250738585072014e-308
