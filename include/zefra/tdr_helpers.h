@@ -167,6 +167,121 @@ ZEFRA_API void makePackage(const double *freq, int32_t nFreq, double lineLength,
                            zefra_complex *s11, zefra_complex *s12,
                            zefra_complex *s21, zefra_complex *s22);
 
+/* ---- Element-wise and structural ----------------------------------------- */
+
+/*
+ * Floored remainder y[i] = x[i] mod m, with the sign of m.  An integer m
+ * uses x - floor(x / m) * m exactly; any other m snaps near-multiples
+ * (|q - round(q)| <= 2^-52 |q|, q = x / m) to 0.0 and otherwise gives
+ * (q - floor(q)) * m.  m = 0 returns x.
+ *   x: in, double[n]
+ *   m: divisor
+ *   y: out, double[n]
+ *   n: number of elements
+ */
+ZEFRA_API void mod(const double *x, double m, double *y, int32_t n);
+
+/*
+ * Kronecker product of two vectors: y = (a[0] * b, a[1] * b, ...).
+ *   a: in, double[na]
+ *   b: in, double[nb]
+ *   y: out, double[na * nb]
+ * Nothing is written when na or nb is below 1, or when na * nb exceeds
+ * 2^31 - 1.
+ */
+ZEFRA_API void Kron(const double *a, const double *b, double *y, int32_t na, int32_t nb);
+
+/*
+ * Full linear convolution, y[k] = sum over j of a[j] * b[k - j], each sum
+ * taken in increasing j.
+ *   a: in, double[na]
+ *   b: in, double[nb]
+ *   y: out, double[na + nb - 1]; when na or nb is 0, na + nb zeros are
+ *      written (one more than na + nb - 1)
+ */
+ZEFRA_API void conv(const double *a, const double *b, double *y, int32_t na, int32_t nb);
+
+/*
+ * Rational digital filter with zero initial state:
+ *   a[0] y[k] = b[0] x[k] + ... + b[nb-1] x[k-nb+1] - a[1] y[k-1] - ...
+ * The coefficients are divided by a[0] unless a[0] is 0, 1 or NaN (a
+ * leading 0 or NaN acts as 1).  A pure FIR filter (na = 1) on a signal at
+ * least twice as long as b is computed coefficient by coefficient;
+ * otherwise the transposed direct form II runs.
+ *   b: in, double[nb], numerator
+ *   a: in, double[na], denominator (na = 0: no denominator, the general
+ *      form runs without normalisation)
+ *   x: in, double[nx]
+ *   y: out, double[nx]
+ */
+ZEFRA_API void Filter(const double *b, const double *a, const double *x, double *y, int32_t nb,
+                      int32_t na, int32_t nx);
+
+/*
+ * Phase unwrapping: adds multiples of 2*pi so that consecutive valid
+ * samples never differ by pi or more.  NaN and exact 0.0 samples are not
+ * valid: they are passed through unchanged and skipped when differences
+ * are formed.
+ *   x: in, double[n], phases, radians
+ *   y: out, double[n], radians
+ */
+ZEFRA_API void unwrap(const double *x, double *y, int32_t n);
+
+/* ---- Polynomials ------------------------------------------------------------ */
+
+/*
+ * Monic polynomial from its roots.  Only the leading coefficient, c[0] =
+ * 1.0, is written; c[1] ... c[n] are left as the caller had them (the host
+ * interface hands back one value).  n < 0 writes nothing.
+ *   r: in, double[n], roots
+ *   c: out, double[n + 1] (only c[0] is written)
+ */
+ZEFRA_API void poly(const double *r, double *c, int32_t n);
+
+/*
+ * Polynomial with real coefficients at complex points, by Horner's rule.
+ *   p: in, double[np], coefficients, highest power first
+ *   z: in, zefra_complex[nz], points
+ *   w: out, zefra_complex[nz], p(z); all zeros when np = 0
+ */
+ZEFRA_API void Polyval(const double *p, const zefra_complex *z, zefra_complex *w, int32_t np,
+                       int32_t nz);
+
+/*
+ * Least-squares straight line y ~ slope * x + intercept, by a Householder
+ * QR factorisation with column pivoting.  A rank-deficient fit (all x
+ * equal) is not truncated: it gives non-finite or meaningless values
+ * without an error.
+ *   x: in, double[nx]
+ *   y: in, double[ny] (ny must equal nx; y is read for nx values)
+ *   unused: never read (may be null)
+ *   coeffs: out, double[2]: slope, intercept ({0, 0} for nx = 0)
+ */
+ZEFRA_API void Polyfit(const double *x, const double *y, const void *unused, double *coeffs,
+                       int32_t nx, int32_t ny);
+
+/* ---- Filter design ------------------------------------------------------------ */
+
+/*
+ * Frequency response of an analogue Butterworth low-pass filter,
+ * H(jw) = product over k of wc / (jw - p_k), p_k = wc exp(j (2k + N - 1) pi
+ * / (2N)), by a complex division per pole.
+ *   N: order; N < 1 leaves H untouched
+ *   w: in, double[nf], angular frequencies, rad/s
+ *   wc: cut-off, rad/s
+ *   H: out, zefra_complex[nf]
+ */
+ZEFRA_API void Butterworth_TF(int32_t N, const double *w, double wc, int32_t nf,
+                              zefra_complex *H);
+
+/*
+ * The same response with the other parameter order (nf before wc),
+ * multiplying by wc conj(d) / |d|^2, d = jw - p_k, per pole.  N < 1 writes
+ * (1, 0) at every frequency.
+ */
+ZEFRA_API void GetButterworthTF(int32_t N, const double *w, int32_t nf, double wc,
+                                zefra_complex *H);
+
 /* ---- Special function --------------------------------------------------- */
 
 /*

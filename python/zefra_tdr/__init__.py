@@ -13,6 +13,34 @@ Conventions shared by every wrapper:
 * results come back as Python floats or fresh numpy arrays, in the units of
   the inputs.
 
+Basic numeric routines
+----------------------
+mod
+    Floored remainder by one divisor, near-multiples snapped to zero.
+kron
+    Kronecker product of two vectors.
+conv
+    Full linear convolution, each sum in increasing index.
+filter_signal
+    Rational digital filter with zero initial state (like lfilter).
+unwrap
+    Phase unwrapping that skips (and keeps) NaN and exact-zero samples.
+
+Polynomials
+-----------
+poly
+    The single coefficient the library hands back for given roots: 1.0.
+polyval
+    Real-coefficient polynomial at complex points, by Horner's rule.
+polyfit
+    Least-squares straight line (slope, intercept), pivoted QR.
+
+Filter design
+-------------
+butterworth_tf, get_butterworth_tf
+    Frequency response of an analogue Butterworth low-pass filter (two
+    exports, rad/s).
+
 Statistics
 ----------
 median
@@ -68,11 +96,16 @@ cpdf
 from .channel import combine_s4p, make_package, synth_tline
 from .density import cpdf, pdf_from_sampled_signal, pdf_from_sampled_signal_800g
 from .equalization import floating_dfe, td_ctle, xtalk_noise_step
+from .filter_design import butterworth_tf, get_butterworth_tf
+from .numeric import conv, filter_signal, kron, mod, unwrap
+from .polynomial import poly, polyfit, polyval
 from .special import erfcinv
 from .statistics import eval_std, median, norm
 
 __all__ = [
-    "combine_s4p", "cpdf", "erfcinv", "eval_std", "floating_dfe", "make_package",
-    "median", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-    "synth_tline", "td_ctle", "xtalk_noise_step",
+    "butterworth_tf", "combine_s4p", "conv", "cpdf", "erfcinv", "eval_std",
+    "filter_signal", "floating_dfe", "get_butterworth_tf", "kron", "make_package",
+    "median", "mod", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
+    "poly", "polyfit", "polyval", "synth_tline", "td_ctle", "unwrap",
+    "xtalk_noise_step",
 ]

@@ -29,6 +29,7 @@ __all__ = [
     "complex_ptr",
     "count_of",
     "double_ptr",
+    "int32_scalar",
     "new_complex_output",
     "new_double_output",
 ]
@@ -58,6 +59,26 @@ def check_count(n, name: str = "n") -> ctypes.c_int32:
             f"(0 .. {INT32_MAX})"
         )
     return ctypes.c_int32(n)
+
+
+def int32_scalar(v, name: str = "value") -> ctypes.c_int32:
+    """Return ``v`` as a :class:`ctypes.c_int32`; negative values are allowed.
+
+    For integer arguments that are not counts (an order, a phase count...).
+
+    Raises
+    ------
+    ValueError
+        If ``v`` lies outside ``-2**31 .. 2**31 - 1``.
+    TypeError
+        If ``v`` is not an integer.
+    """
+    if isinstance(v, (bool, np.bool_)) or not isinstance(v, (int, np.integer)):
+        raise TypeError(f"{name} must be an integer, got {type(v).__name__}")
+    v = int(v)
+    if v < -INT32_MAX - 1 or v > INT32_MAX:
+        raise ValueError(f"{name} = {v} does not fit a signed 32-bit integer")
+    return ctypes.c_int32(v)
 
 
 def _as_vector(x, dtype, name: str) -> np.ndarray:

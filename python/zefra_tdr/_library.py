@@ -141,6 +141,38 @@ SIGNATURES: dict[str, tuple[object, list[object]]] = {
         _c_double_p, _c_double_p,                  # offsetOut, widthOut
     ]),
     "zefra_release_array": (None, [_c_double_p]),
+    # Element-wise, structural, convolution and filtering.
+    "mod": (None, [_c_double_p, ctypes.c_double, _c_double_p, ctypes.c_int32]),  # x, m, y, n
+    "Kron": (None, [*[_c_double_p] * 3, ctypes.c_int32, ctypes.c_int32]),  # a, b, y, na, nb
+    "conv": (None, [*[_c_double_p] * 3, ctypes.c_int32, ctypes.c_int32]),  # a, b, y, na, nb
+    "Filter": (None, [
+        *[_c_double_p] * 4,                        # b, a, x, y
+        ctypes.c_int32, ctypes.c_int32, ctypes.c_int32,  # nb, na, nx
+    ]),
+    "unwrap": (None, [_c_double_p, _c_double_p, ctypes.c_int32]),  # x, y, n
+    # Polynomials.
+    "poly": (None, [_c_double_p, _c_double_p, ctypes.c_int32]),  # r, c, n
+    "Polyval": (None, [
+        _c_double_p, _c_double_p, _c_double_p,     # p, z (complex), w (complex)
+        ctypes.c_int32, ctypes.c_int32,            # np, nz
+    ]),
+    "Polyfit": (None, [
+        _c_double_p, _c_double_p,                  # x, y
+        ctypes.c_void_p,                           # unused (never read)
+        _c_double_p,                               # coeffs: slope, intercept
+        ctypes.c_int32, ctypes.c_int32,            # nx, ny
+    ]),
+    # Butterworth responses; note the different positions of wc and nf.
+    "Butterworth_TF": (None, [
+        ctypes.c_int32, _c_double_p,               # N, w
+        ctypes.c_double, ctypes.c_int32,           # wc, nf
+        _c_double_p,                               # H (complex)
+    ]),
+    "GetButterworthTF": (None, [
+        ctypes.c_int32, _c_double_p,               # N, w
+        ctypes.c_int32, ctypes.c_double,           # nf, wc
+        _c_double_p,                               # H (complex)
+    ]),
 }
 
 _lock = threading.Lock()

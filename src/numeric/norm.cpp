@@ -1,45 +1,13 @@
-// Euclidean norm without overflow or underflow.
-//
-// The running state is (scale, sum) with norm = scale * sqrt(sum) and every
-// scaled square t / scale <= 1.  scale starts at the smallest normal double
-// (0x0010000000000000); an element larger than the scale rescales the sum:
-//   r = scale / t;  sum = r * sum * r + 1.0;  scale = t
-// and any other element adds (t / scale)^2.  Zeros add nothing; a NaN fails
-// the comparison, takes the second branch and makes the sum NaN.
-#include <cmath>
-
+// Euclidean norm of a column: the scaled recurrence of scaled_norm.h, which
+// neither overflows nor underflows.
 #include "numeric/reductions.h"
+#include "numeric/scaled_norm.h"
 
 namespace zefra {
-namespace {
-
-constexpr double kSmallestNormal = 2.2250738585072014e-308;
-
-}  // namespace
 
 double normKernel(const DynArray* x) {
   const int32_t n = x->size[0];
-  if (n < 1) {
-    return 0.0;
-  }
-  const double* values = elementsOf<double>(x);
-  if (n == 1) {
-    return std::fabs(values[0]);
-  }
-  double scale = kSmallestNormal;
-  double sum = 0.0;
-  for (int32_t i = 0; i < n; ++i) {
-    const double t = std::fabs(values[i]);
-    if (t > scale) {
-      const double r = scale / t;
-      sum = r * sum * r + 1.0;
-      scale = t;
-    } else {
-      const double r = t / scale;
-      sum = sum + r * r;
-    }
-  }
-  return scale * std::sqrt(sum);
+  return scaledEuclideanNorm(n >= 1 ? elementsOf<double>(x) : nullptr, n);
 }
 
 }  // namespace zefra

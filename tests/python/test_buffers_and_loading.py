@@ -18,9 +18,11 @@ REPO_ROOT = Path(__file__).resolve().parents[2]
 
 def test_package_exports():
     assert sorted(zefra_tdr.__all__) == [
-        "combine_s4p", "cpdf", "erfcinv", "eval_std", "floating_dfe", "make_package",
-        "median", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-        "synth_tline", "td_ctle", "xtalk_noise_step"]
+        "butterworth_tf", "combine_s4p", "conv", "cpdf", "erfcinv", "eval_std",
+        "filter_signal", "floating_dfe", "get_butterworth_tf", "kron", "make_package",
+        "median", "mod", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
+        "poly", "polyfit", "polyval", "synth_tline", "td_ctle", "unwrap",
+        "xtalk_noise_step"]
     for name in zefra_tdr.__all__:
         assert getattr(zefra_tdr, name).__doc__
 

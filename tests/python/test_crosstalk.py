@@ -167,6 +167,7 @@ def test_wrapper_validation():
                                            amplitude=1.0)) is float
 
 
+@pytest.mark.timing
 def test_long_pattern_is_fast(capsys, error_log):
     rng = np.random.default_rng(66_000)
     p = 16

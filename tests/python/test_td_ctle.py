@@ -171,6 +171,7 @@ def best_of(runs: int, fn) -> float:
     return best
 
 
+@pytest.mark.timing
 def test_speed_against_lfilter(capsys):
     n = 1_000_000
     x = np.random.default_rng(54_000).standard_normal(n)

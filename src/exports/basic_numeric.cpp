@@ -1,0 +1,109 @@
+// Exports of the element-wise, structural, polynomial and filter-design
+// routines.
+#include "frame/call_frame.h"
+#include "numeric/butterworth.h"
+#include "numeric/polyfit.h"
+#include "numeric/vector_kernels.h"
+#include "zefra/tdr_helpers.h"
+
+using zefra::CallFrame;
+using zefra::Complex;
+using zefra::DynArray;
+
+namespace {
+
+const Complex* asComplex(const zefra_complex* values) {
+  return reinterpret_cast<const Complex*>(values);
+}
+
+Complex* asComplex(zefra_complex* values) { return reinterpret_cast<Complex*>(values); }
+
+}  // namespace
+
+void mod(const double* x, double m, double* y, int32_t n) {
+  CallFrame frame;
+  const DynArray* in = frame.column(x, n);
+  DynArray* out = frame.doubleOutput(n, 1);
+  zefra::modKernel(in, m, out);
+  zefra::copyFirstExtentOut(out, y);
+}
+
+void Kron(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
+  CallFrame frame;
+  const DynArray* ra = frame.column(a, na);
+  const DynArray* rb = frame.column(b, nb);
+  DynArray* out = frame.doubleOutput(0, 1);
+  zefra::kronKernel(ra, rb, out);
+  zefra::copyFirstExtentOut(out, y);
+}
+
+void conv(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
+  CallFrame frame;
+  const DynArray* ra = frame.column(a, na);
+  const DynArray* rb = frame.column(b, nb);
+  DynArray* out = frame.doubleOutput(na + nb - 1, 1);
+  zefra::convKernel(ra, rb, out);
+  zefra::copyFirstExtentOut(out, y);
+}
+
+void Filter(const double* b, const double* a, const double* x, double* y, int32_t nb,
+            int32_t na, int32_t nx) {
+  CallFrame frame;
+  const DynArray* rb = frame.column(b, nb);
+  const DynArray* ra = frame.column(a, na);
+  // The kernel only reads x and writes every y in order, so it may work on
+  // the caller's buffers directly, unless they share memory: the FIR path
+  // reads x[j - k] after writing y[j].
+  const bool shared = x == y || zefra::overlapsPartially(x, y, nx);
+  if (!shared) {
+    zefra::filterKernel(rb, ra, frame.borrowedColumn(x, nx), frame.borrowedOutput(y, nx));
+    return;
+  }
+  DynArray* out = frame.doubleOutput(nx, 1);
+  zefra::filterKernel(rb, ra, frame.column(x, nx), out);
+  zefra::copyFirstExtentOut(out, y);
+}
+
+void unwrap(const double* x, double* y, int32_t n) {
+  CallFrame frame;
+  const DynArray* in = frame.column(x, n);
+  DynArray* out = frame.doubleOutput(n, 1);
+  zefra::unwrapKernel(in, out);
+  zefra::copyFirstExtentOut(out, y);
+}
+
+void poly(const double* r, double* c, int32_t n) {
+  CallFrame frame;
+  const DynArray* roots = frame.column(r, n);
+  DynArray* out = frame.doubleOutput(1, n + 1);
+  zefra::polyFromRoots(roots, out);
+  // The result is a row {1, n + 1}: its first extent hands back one value,
+  // the leading coefficient.  With n < 0 there is none.
+  if (n >= 0) {
+    zefra::copyFirstExtentOut(out, c);
+  }
+}
+
+void Polyval(const double* p, const zefra_complex* z, zefra_complex* w, int32_t np,
+             int32_t nz) {
+  CallFrame frame;
+  const DynArray* coefficients = frame.column(p, np);
+  const DynArray* points = frame.complexColumn(asComplex(z), nz);
+  DynArray* out = frame.complexOutput(nz, 1);
+  zefra::polyvalComplex(coefficients, points, out);
+  zefra::copyFirstExtentOut(out, asComplex(w));
+}
+
+void Polyfit(const double* x, const double* y, const void* /*unused: never read*/,
+             double* coeffs, int32_t nx, int32_t ny) {
+  CallFrame frame;
+  zefra::polyfitLinear(frame.column(x, nx), frame.column(y, ny), coeffs);
+}
+
+void Butterworth_TF(int32_t N, const double* w, double wc, int32_t nf, zefra_complex* H) {
+  zefra::butterworthByDivision(N, w, wc, nf, asComplex(H));
+}
+
+void GetButterworthTF(int32_t N, const double* w, int32_t nf, double wc, zefra_complex* H) {
+  zefra::butterworthByConjugate(N, w, nf, wc, asComplex(H));
+}

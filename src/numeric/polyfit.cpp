@@ -1,0 +1,284 @@
+// Straight-line least-squares fit: y ~ slope * x + intercept.
+//
+// The design matrix A = [x, 1] (m x 2) is factorised as A P = Q R by
+// Householder reflections with column pivoting, Q^T is applied to y and the
+// triangular system R c = Q^T y is solved by back substitution.  Every step
+// is written out in a fixed order of operations so that the result is the
+// same, bit for bit, on every build (the kernels are compiled without FMA
+// contraction and without value-changing algebra).
+//
+// Memory: the two columns of A and the right-hand side are three records of
+// m doubles, each allocated once; the small per-column work arrays (pivot
+// order, tau, partial norms) are records of n entries.  Every pass over the
+// data is linear in m and allocates nothing, so the whole fit is O(m).
+#include "numeric/polyfit.h"
+#include "numeric/scaled_norm.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace zefra {
+namespace {
+
+// Safe minimum of the reflection generator, 2^-970, and its exact
+// reciprocal 2^970.  Rescaling by these powers of two loses nothing.
+constexpr double kSafeMin = 1.0020841800044864e-292;
+constexpr double kInvSafeMin = 9.9792015476736e291;
+
+// Partial column norms are recomputed from scratch once the downdated value
+// has lost about half of its digits (square root of machine epsilon).
+constexpr double kDowndateLimit = 1.4901161193847656e-8;
+
+// Machine epsilon, for the rank tolerance.
+constexpr double kEpsilon = 2.220446049250313e-16;
+
+// Applies H = I - tau [1; v] [1; v]^T, v = column[i + 1 ... m - 1], to
+// target[i ... m - 1]:
+//   w = target[i] + sum_{l > i} v[l] * target[l]   (summed in increasing l)
+//   w = w * tau;  target[i] -= w;  target[l] -= v[l] * w.
+void applyReflection(int32_t m, int32_t i, const double* column, double tau, double* target) {
+  double w = target[i];
+  for (int32_t l = i + 1; l < m; ++l) {
+    w = w + column[l] * target[l];
+  }
+  w = w * tau;
+  target[i] = target[i] - w;
+  for (int32_t l = i + 1; l < m; ++l) {
+    target[l] = target[l] - column[l] * w;
+  }
+}
+
+DynArrayPtr doubleVector(int32_t n) {
+  DynArrayPtr vector(dynArrayInit(1));
+  vector->size[0] = n;
+  ensureCapacityDouble(vector.get(), 0);
+  return vector;
+}
+
+}  // namespace
+
+// The scaled recurrence of the library's norm, applied to a stretch of a
+// longer vector.
+double scaledNorm2(int32_t n, const double* v, int32_t start) {
+  return scaledEuclideanNorm(n >= 1 ? v + start : nullptr, n);
+}
+
+void scaleVector(int32_t n, double factor, double* v, int32_t start) {
+  const int32_t end = start + n;
+  for (int32_t k = start; k < end; ++k) {
+    v[k] = v[k] * factor;
+  }
+}
+
+// The larger magnitude is factored out so that the square never overflows.
+// Equal magnitudes (including two infinities) give |a| * sqrt(2); a NaN in
+// b is returned as it is, a NaN in a fails both comparisons and propagates
+// through the last branch.
+double safeHypot(double a, double b) {
+  const double absA = std::fabs(a);
+  const double absB = std::fabs(b);
+  if (absA < absB) {
+    const double r = absA / absB;
+    return absB * std::sqrt(r * r + 1.0);
+  }
+  if (absA > absB) {
+    const double r = absB / absA;
+    return absA * std::sqrt(r * r + 1.0);
+  }
+  if (std::isnan(absB)) {
+    return b;
+  }
+  return absA * 1.4142135623730951;
+}
+
+// beta = -+hypot(alpha, ||x||) takes the sign opposite to alpha (negative
+// for alpha >= 0, -0.0 included), so alpha - beta never cancels;
+// tau = (beta - alpha) / beta and v = x / (alpha - beta), the division done
+// as one reciprocal and a multiplication per entry.
+//
+// When |beta| is below the safe minimum, x, alpha and beta are multiplied by
+// 2^970 until it no longer is, the reflection is generated from the rescaled
+// values and beta is scaled back once per rescaling.  The rescaling loop has
+// no iteration cap.  It terminates because beta is never 0 inside it: xnorm
+// is non-zero (checked above) and safeHypot(alpha, xnorm) >= |xnorm| > 0;
+// one multiplication by 2^970 lifts even the smallest subnormal above the
+// safe minimum.  A NaN beta never enters the loop (the comparison fails).
+// The extra `beta != 0.0` test is the one place the plain loop could spin
+// forever; it is unreachable and changes no result.
+double householderVector(int32_t n, double* alpha, double* x, int32_t start) {
+  if (n < 1) {
+    return 0.0;
+  }
+  const int32_t count = n - 1;
+  double xnorm = scaledNorm2(count, x, start);
+  if (xnorm == 0.0) {
+    return 0.0;
+  }
+  double beta = safeHypot(*alpha, xnorm);
+  if (*alpha >= 0.0) {
+    beta = -beta;
+  }
+  if (std::fabs(beta) < kSafeMin) {
+    int32_t rescalings = 0;
+    do {
+      ++rescalings;
+      scaleVector(count, kInvSafeMin, x, start);
+      beta = beta * kInvSafeMin;
+      *alpha = *alpha * kInvSafeMin;
+    } while (std::fabs(beta) < kSafeMin && beta != 0.0);
+    xnorm = scaledNorm2(count, x, start);
+    beta = safeHypot(*alpha, xnorm);
+    if (*alpha >= 0.0) {
+      beta = -beta;
+    }
+    const double tau = (beta - *alpha) / beta;
+    scaleVector(count, 1.0 / (*alpha - beta), x, start);
+    for (int32_t k = 0; k < rescalings; ++k) {
+      beta = beta * kSafeMin;
+    }
+    *alpha = beta;
+    return tau;
+  }
+  const double tau = (beta - *alpha) / beta;
+  scaleVector(count, 1.0 / (*alpha - beta), x, start);
+  *alpha = beta;
+  return tau;
+}
+
+// Householder QR with column pivoting (largest remaining partial norm first,
+// ties keeping the lower index), then Q^T b and back substitution over all
+// min(m, n) columns.  The numerical rank is counted against
+// tol = eps * max(m, 2) * |R[0,0]| and returned, but a rank-deficient
+// problem is still solved in full: a zero or rounding-sized diagonal entry
+// then yields non-finite or meaningless coefficients, without any error.
+double pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c) {
+  m = std::max(m, 0);
+  n = std::max(n, 0);
+  const int32_t k = std::min(m, n);
+
+  DynArrayPtr pivotRecord(dynArrayInit(1));
+  pivotRecord->size[0] = n;
+  ensureCapacityInt32(pivotRecord.get(), 0);
+  int32_t* jpvt = elementsOf<int32_t>(pivotRecord.get());
+  DynArrayPtr tauRecord = doubleVector(k);
+  double* tau = elementsOf<double>(tauRecord.get());
+  DynArrayPtr vn1Record = doubleVector(n);
+  double* vn1 = elementsOf<double>(vn1Record.get());
+  DynArrayPtr vn2Record = doubleVector(n);
+  double* vn2 = elementsOf<double>(vn2Record.get());
+
+  for (int32_t j = 0; j < n; ++j) {
+    jpvt[j] = j;
+    vn1[j] = scaledNorm2(m, columns[j], 0);
+    vn2[j] = vn1[j];
+  }
+
+  for (int32_t i = 0; i < k; ++i) {
+    int32_t pivot = i;
+    double largest = vn1[i];
+    for (int32_t j = i + 1; j < n; ++j) {
+      if (vn1[j] > largest) {
+        pivot = j;
+        largest = vn1[j];
+      }
+    }
+    if (pivot != i) {
+      std::swap(columns[pivot], columns[i]);
+      std::swap(jpvt[pivot], jpvt[i]);
+      vn1[pivot] = vn1[i];
+      vn2[pivot] = vn2[i];
+    }
+
+    double* column = columns[i];
+    tau[i] = householderVector(m - i, &column[i], column, i + 1);
+    if (tau[i] != 0.0) {
+      for (int32_t j = i + 1; j < n; ++j) {
+        applyReflection(m, i, column, tau[i], columns[j]);
+      }
+    }
+
+    // Downdate the partial norms of the remaining columns by the entry just
+    // moved into row i: vn1 <- vn1 * sqrt(1 - (|A[i,j]| / vn1)^2).  The
+    // clamp at 0 leaves a NaN as it is.  When too little of the original
+    // norm vn2 survives, the norm of rows i+1 ... m-1 is recomputed.
+    for (int32_t j = i + 1; j < n; ++j) {
+      if (vn1[j] != 0.0) {
+        const double ratio = std::fabs(columns[j][i]) / vn1[j];
+        double t = 1.0 - ratio * ratio;
+        if (t < 0.0) {
+          t = 0.0;
+        }
+        const double kept = vn1[j] / vn2[j];
+        if (t * (kept * kept) <= kDowndateLimit) {
+          vn1[j] = scaledNorm2(m - i - 1, columns[j], i + 1);
+          vn2[j] = vn1[j];
+        } else {
+          vn1[j] = vn1[j] * std::sqrt(t);
+        }
+      }
+    }
+  }
+
+  int32_t rank = 0;
+  if (k > 0) {
+    const double tol = kEpsilon * static_cast<double>(std::max(m, 2)) * std::fabs(columns[0][0]);
+    while (rank < k && std::fabs(columns[rank][rank]) > tol) {
+      ++rank;
+    }
+  }
+
+  for (int32_t i = 0; i < k; ++i) {
+    if (tau[i] != 0.0) {
+      applyReflection(m, i, columns[i], tau[i], b);
+    }
+  }
+
+  for (int32_t j = 0; j < n; ++j) {
+    c[j] = 0.0;
+  }
+  for (int32_t i = 0; i < k; ++i) {
+    c[jpvt[i]] = b[i];
+  }
+  for (int32_t j = k - 1; j >= 0; --j) {
+    const double* rColumn = columns[j];
+    c[jpvt[j]] = c[jpvt[j]] / rColumn[j];
+    for (int32_t i = 0; i < j; ++i) {
+      c[jpvt[i]] = c[jpvt[i]] - rColumn[i] * c[jpvt[j]];
+    }
+  }
+  return static_cast<double>(rank);
+}
+
+// A negative row count of x is treated as m = 0 (coefficients {0, 0}).  y is
+// read for min(ny, m) values; rows past the end of a shorter y count as 0.0
+// and nothing beyond its length is read.  The rank is not used.
+void polyfitLinear(const DynArray* x, const DynArray* y, double* coeffs) {
+  const int32_t m = std::max(x->size[0], 0);
+  const int32_t ny = std::clamp(y->size[0], 0, m);
+
+  DynArrayPtr xColumn = doubleVector(m);
+  DynArrayPtr onesColumn = doubleVector(m);
+  DynArrayPtr rhs = doubleVector(m);
+  double* a1 = elementsOf<double>(xColumn.get());
+  double* a2 = elementsOf<double>(onesColumn.get());
+  double* b = elementsOf<double>(rhs.get());
+
+  const double* xValues = elementsOf<double>(x);
+  const double* yValues = elementsOf<double>(y);
+  for (int32_t l = 0; l < m; ++l) {
+    a1[l] = xValues[l];
+    a2[l] = 1.0;
+  }
+  for (int32_t l = 0; l < ny; ++l) {
+    b[l] = yValues[l];
+  }
+  for (int32_t l = ny; l < m; ++l) {
+    b[l] = 0.0;
+  }
+
+  double* columns[2] = {a1, a2};
+  pivotedQrSolve(m, 2, columns, b, coeffs);
+}
+
+}  // namespace zefra

@@ -1,0 +1,68 @@
+// Phase unwrapping.  Walking from the first valid sample, each difference
+// d = v - prev of consecutive valid samples is reduced to [-pi, pi):
+//   e = ((d + pi) mod 2 pi) - pi   (the snapped remainder of remainder.h)
+//   e = pi instead of -pi when d > 0
+// and when |d| >= pi the running correction grows by e - d.  A sample is
+// valid when it is neither NaN nor equal to the infinity markers, which
+// hold 0.0: exact zeros are skipped like NaN and passed through unchanged.
+// The last sample is never a starting point.
+#include <cmath>
+#include <vector>
+
+#include "frame/constants.h"
+#include "numeric/remainder.h"
+#include "numeric/vector_kernels.h"
+
+namespace zefra {
+namespace {
+
+constexpr double kPiLiteral = 3.141592653589793;
+
+bool isValidPhase(double v) { return !std::isnan(v) && v != kInf && v != kMinusInf; }
+
+}  // namespace
+
+void unwrapKernel(const DynArray* x, DynArray* y) {
+  const int32_t n = x->size[0];
+  const int32_t before = numel(y);
+  y->size[0] = n;
+  ensureCapacity(y, before, static_cast<int32_t>(sizeof(double)));
+  if (n <= 0) {
+    return;
+  }
+  const double* in = elementsOf<double>(x);
+  double* out = elementsOf<double>(y);
+  for (int32_t i = 0; i < n; ++i) {
+    out[i] = in[i];
+  }
+  int32_t first = -1;
+  for (int32_t i = 0; i + 1 < n; ++i) {
+    if (isValidPhase(in[i])) {
+      first = i;
+      break;
+    }
+  }
+  if (first < 0) {
+    return;
+  }
+  double prev = in[first];
+  double correction = 0.0;
+  for (int32_t j = first + 1; j < n; ++j) {
+    const double v = in[j];
+    if (!isValidPhase(v)) {
+      continue;
+    }
+    const double d = v - prev;
+    double e = snappedRemainder(d + kPiLiteral, kTwoPi) - kPiLiteral;
+    if (e == -kPiLiteral && d > 0.0) {
+      e = kPiLiteral;
+    }
+    if (std::fabs(d) >= kPiLiteral) {
+      correction = correction + (e - d);
+    }
+    prev = v;
+    out[j] = v + correction;
+  }
+}
+
+}  // namespace zefra

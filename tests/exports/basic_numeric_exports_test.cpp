@@ -1,0 +1,123 @@
+// Frame behaviour of the basic numeric exports through the public header.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "frame/call_frame.h"
+#include "numeric/vector_kernels.h"
+#include "zefra/tdr_helpers.h"
+
+namespace {
+
+TEST(PolyExport, WritesOnlyTheLeadingCoefficient) {
+  const double roots[2] = {1.0, 2.0};
+  double c[3] = {7.0, 7.0, 7.0};
+  poly(roots, c, 2);
+  EXPECT_EQ(c[0], 1.0);
+  EXPECT_EQ(c[1], 7.0);
+  EXPECT_EQ(c[2], 7.0);
+  double single = 7.0;
+  poly(nullptr, &single, 0);
+  EXPECT_EQ(single, 1.0);
+  double untouched = 7.0;
+  poly(nullptr, &untouched, -1);
+  EXPECT_EQ(untouched, 7.0);
+}
+
+TEST(PolyfitExport, IgnoresThirdArgumentAndWritesSlopeThenIntercept) {
+  const double x[3] = {0, 1, 2};
+  const double y[3] = {1, 3, 5};
+  double coeffs[2] = {7.0, 7.0};
+  Polyfit(x, y, nullptr, coeffs, 3, 3);
+  EXPECT_NEAR(coeffs[0], 2.0, 1e-14);
+  EXPECT_NEAR(coeffs[1], 1.0, 1e-14);
+  const double garbage = 123.0;
+  double again[2] = {7.0, 7.0};
+  Polyfit(x, y, &garbage, again, 3, 3);
+  EXPECT_EQ(0, std::memcmp(coeffs, again, sizeof coeffs));
+}
+
+TEST(BasicExports, CountZeroWritesNothing) {
+  double y[2] = {7.0, 7.0};
+  mod(nullptr, 3.0, y, 0);
+  Kron(nullptr, nullptr, y, 0, 0);
+  Filter(nullptr, nullptr, nullptr, y, 0, 0, 0);
+  unwrap(nullptr, y, 0);
+  EXPECT_EQ(y[0], 7.0);
+  zefra_complex w = {7.0, 7.0};
+  Polyval(nullptr, nullptr, &w, 0, 0);
+  EXPECT_EQ(w.re, 7.0);
+  conv(nullptr, nullptr, y, 0, 0);
+  EXPECT_EQ(y[0], 7.0);
+}
+
+TEST(BasicExports, NegativeCountsWriteNothing) {
+  double y[4] = {7.0, 7.0, 7.0, 7.0};
+  Kron(nullptr, nullptr, y, -2, -3);
+  mod(nullptr, 3.0, y, -1);
+  unwrap(nullptr, y, -5);
+  Filter(nullptr, nullptr, nullptr, y, -1, -1, -3);
+  EXPECT_EQ(y[0], 7.0);
+  EXPECT_EQ(y[3], 7.0);
+}
+
+TEST(BasicExports, InputsAreNeverWritten) {
+  std::vector<double> x = {0.5, 3.9, -1.0, 0.0, 2.5, 7.0};
+  const std::vector<double> before = x;
+  std::vector<double> y(64);
+  mod(x.data(), 0.7, y.data(), 6);
+  Kron(x.data(), x.data(), y.data(), 6, 6);
+  conv(x.data(), x.data(), y.data(), 6, 6);
+  Filter(x.data(), x.data(), x.data(), y.data(), 2, 3, 6);
+  unwrap(x.data(), y.data(), 6);
+  poly(x.data(), y.data(), 6);
+  EXPECT_EQ(x, before);
+}
+
+// Filter works on the caller's buffers unless they share memory; each way
+// must give the bits of the literal frame (copies in, copy out).
+TEST(FilterExportFastPath, MatchesCopyingFrameBitForBit) {
+  std::mt19937_64 rng(9);
+  std::normal_distribution<double> normal;
+  for (int trial = 0; trial < 40; ++trial) {
+    std::vector<double> b(static_cast<size_t>(1 + trial % 5)), a(trial % 2 == 0 ? 1u : 3u);
+    for (double& v : b) v = normal(rng);
+    for (double& v : a) v = 0.3 * normal(rng);
+    a[0] = 1.0 + std::fabs(normal(rng));
+    std::vector<double> x(static_cast<size_t>(1 + trial * 53));
+    for (double& v : x) v = normal(rng);
+    zefra::CallFrame frame;
+    zefra::DynArray* out = frame.doubleOutput(0, 1);
+    zefra::filterKernel(frame.column(b.data(), static_cast<int32_t>(b.size())),
+                        frame.column(a.data(), static_cast<int32_t>(a.size())),
+                        frame.column(x.data(), static_cast<int32_t>(x.size())), out);
+    const double* expected = zefra::elementsOf<double>(out);
+    std::vector<double> y(x.size(), 7.0);
+    Filter(b.data(), a.data(), x.data(), y.data(), static_cast<int32_t>(b.size()),
+           static_cast<int32_t>(a.size()), static_cast<int32_t>(x.size()));
+    ASSERT_EQ(0, std::memcmp(expected, y.data(), x.size() * sizeof(double))) << trial;
+    std::vector<double> inPlace = x;
+    Filter(b.data(), a.data(), inPlace.data(), inPlace.data(), static_cast<int32_t>(b.size()),
+           static_cast<int32_t>(a.size()), static_cast<int32_t>(x.size()));
+    ASSERT_EQ(0, std::memcmp(expected, inPlace.data(), x.size() * sizeof(double))) << trial;
+    std::vector<double> shifted(x.size() + 1);
+    std::copy(x.begin(), x.end(), shifted.begin() + 1);
+    Filter(b.data(), a.data(), shifted.data() + 1, shifted.data(), static_cast<int32_t>(b.size()),
+           static_cast<int32_t>(a.size()), static_cast<int32_t>(x.size()));
+    ASSERT_EQ(0, std::memcmp(expected, shifted.data(), x.size() * sizeof(double))) << trial;
+  }
+}
+
+TEST(ButterworthExports, ParameterOrdersDiffer) {
+  const double w[2] = {0.0, 1.0};
+  zefra_complex h1[2], h2[2];
+  Butterworth_TF(1, w, 1.0, 2, h1);
+  GetButterworthTF(1, w, 2, 1.0, h2);
+  EXPECT_NEAR(h1[1].re, 0.5, 1e-15);
+  EXPECT_NEAR(h2[1].im, -0.5, 1e-15);
+}
+
+}  // namespace
