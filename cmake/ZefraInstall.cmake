@@ -3,13 +3,15 @@
 # pkg-config file (zefra_tdr_helpers).
 include(CMakePackageConfigHelpers)
 
-install(TARGETS Zefra_TDR_Helpers
+install(TARGETS Zefra_TDR_Helpers interp_Sparam
   EXPORT Zefra_TDR_HelpersTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zefra
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/interp_Sparam/include/zefra/interp_sparam.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zefra)
 
 set(ZEFRA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Zefra_TDR_Helpers)
 install(EXPORT Zefra_TDR_HelpersTargets

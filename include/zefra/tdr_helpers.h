@@ -78,6 +78,61 @@ ZEFRA_API double Eval_std(const double *x, int32_t n);
  */
 ZEFRA_API double norm(const double *x, int32_t n);
 
+/* ---- Interpolation ---------------------------------------------------------
+ *
+ * Tables (x, y) of n >= 2 samples, ascending or descending in x (a
+ * descending table is reversed first).  A NaN anywhere in x makes every
+ * result 0; a NaN query gives 0.0 in its own slot (not NaN).  Every one of
+ * the ni outputs is written.
+ */
+
+/*
+ * Piecewise-linear interpolation; queries outside [min x, max x] give 0.0.
+ *   x: in, double[n], abscissas
+ *   y: in, double[n], values
+ *   xi: in, double[ni], queries
+ *   yi: out, double[ni]
+ */
+ZEFRA_API void interp1q_Linear(const double *x, const double *y, const double *xi, double *yi,
+                               int32_t n, int32_t ni);
+
+/* As interp1q_Linear, but queries outside the table are extrapolated from
+ * the first or last segment. */
+ZEFRA_API void interp_Linear_Extrap(const double *x, const double *y, const double *xi,
+                                    double *yi, int32_t n, int32_t ni);
+
+/* Complex values at real abscissas, real and imaginary parts with the same
+ * weights, extrapolated linearly at both ends. */
+ZEFRA_API void interp_Linear_Extrap_Complex(const double *x, const zefra_complex *y,
+                                            const double *xi, zefra_complex *yi, int32_t n,
+                                            int32_t ni);
+
+/* Lean complex variant: x must be ascending (not checked, not reversed, no
+ * NaN scan); queries outside [x[0], x[n-1]] and NaN queries give 0 + 0j. */
+ZEFRA_API void zefra_linearInterp_c(const double *x, const zefra_complex *y, const double *xi,
+                                    zefra_complex *yi, int32_t n, int32_t ni);
+
+/* Shape-preserving piecewise cubic Hermite interpolation (no overshoot at
+ * local extrema, monotone where the data are); queries outside the table
+ * are evaluated with the end cubics. */
+ZEFRA_API void interp1_Cubic(const double *x, const double *y, const double *xi, double *yi,
+                             int32_t n, int32_t ni);
+
+/*
+ * Resamples a complex S-parameter trace between frequency grids, through
+ * zefra_interp_Sparam_C of the sibling module interp_Sparam (which must sit
+ * next to this library).  Slots the module leaves untouched come back as
+ * 0 + 0j.
+ *   sIn: in, zefra_complex[nIn]
+ *   gridIn: in, double[nIn], Hz (passed to the module unchanged)
+ *   nIn: number of input points (negative counts as 0)
+ *   gridOut: in, double[nOut], Hz (passed to the module unchanged)
+ *   nOut: number of output points (negative counts as 0)
+ *   sOut: out, zefra_complex[nOut]
+ */
+ZEFRA_API void interp_Sparam(const zefra_complex *sIn, const double *gridIn, int32_t nIn,
+                             const double *gridOut, int32_t nOut, zefra_complex *sOut);
+
 /* ---- Channel models: S-parameters of two-port networks ----------------
  *
  * A two-port crosses this interface as four complex arrays over one

@@ -50,6 +50,20 @@ eval_std
 norm
     Euclidean norm that neither overflows nor underflows.
 
+Interpolation
+-------------
+interp_linear, interp_linear_extrap
+    Piecewise-linear interpolation of a sorted table, zero or linearly
+    extended outside it.
+interp_linear_extrap_complex, linear_interp_c
+    The same for complex values at real abscissas (the second one lean:
+    ascending table trusted, zero outside).
+interp_cubic
+    Shape-preserving piecewise cubic Hermite interpolation (PCHIP rule).
+interp_sparam
+    S-parameter trace resampled between frequency grids by the sibling
+    module interp_Sparam.
+
 Channel models
 --------------
 S-parameters of two-ports, as tuples ``(S11, S12, S21, S22)`` of complex128
@@ -97,6 +111,14 @@ from .channel import combine_s4p, make_package, synth_tline
 from .density import cpdf, pdf_from_sampled_signal, pdf_from_sampled_signal_800g
 from .equalization import floating_dfe, td_ctle, xtalk_noise_step
 from .filter_design import butterworth_tf, get_butterworth_tf
+from .interpolation import (
+    interp_cubic,
+    interp_linear,
+    interp_linear_extrap,
+    interp_linear_extrap_complex,
+    interp_sparam,
+    linear_interp_c,
+)
 from .numeric import conv, filter_signal, kron, mod, unwrap
 from .polynomial import poly, polyfit, polyval
 from .special import erfcinv
@@ -104,7 +126,9 @@ from .statistics import eval_std, median, norm
 
 __all__ = [
     "butterworth_tf", "combine_s4p", "conv", "cpdf", "erfcinv", "eval_std",
-    "filter_signal", "floating_dfe", "get_butterworth_tf", "kron", "make_package",
+    "filter_signal", "floating_dfe", "get_butterworth_tf", "interp_cubic",
+    "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
+    "interp_sparam", "kron", "linear_interp_c", "make_package",
     "median", "mod", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
     "poly", "polyfit", "polyval", "synth_tline", "td_ctle", "unwrap",
     "xtalk_noise_step",

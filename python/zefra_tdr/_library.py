@@ -162,6 +162,16 @@ SIGNATURES: dict[str, tuple[object, list[object]]] = {
         _c_double_p,                               # coeffs: slope, intercept
         ctypes.c_int32, ctypes.c_int32,            # nx, ny
     ]),
+    # Interpolation: x, y, xi, yi, n, ni (complex y and yi as interleaved
+    # pairs); interp_Sparam: sIn, gridIn, nIn, gridOut, nOut, sOut.
+    **{name: (None, [*[_c_double_p] * 4, ctypes.c_int32, ctypes.c_int32])
+       for name in ("interp1q_Linear", "interp_Linear_Extrap", "interp_Linear_Extrap_Complex",
+                    "zefra_linearInterp_c", "interp1_Cubic")},
+    "interp_Sparam": (None, [
+        _c_double_p, _c_double_p, ctypes.c_int32,  # sIn (complex), gridIn (Hz), nIn
+        _c_double_p, ctypes.c_int32,               # gridOut (Hz), nOut
+        _c_double_p,                               # sOut (complex)
+    ]),
     # Butterworth responses; note the different positions of wc and nf.
     "Butterworth_TF": (None, [
         ctypes.c_int32, _c_double_p,               # N, w

@@ -1,6 +1,7 @@
 #include "frame/call_frame.h"
 
 #include <cstdlib>
+#include <type_traits>
 
 namespace zefra {
 namespace {
@@ -52,25 +53,34 @@ DynArray* CallFrame::complexRow(const Complex* values, int32_t n) {
   return copyIn(values, 1, n, n);
 }
 
-const DynArray* CallFrame::borrowedColumn(const double* values, int32_t n) {
-  DynArray* array = create(0, 1, static_cast<int32_t>(sizeof(double)));
-  array->size[0] = n;
-  if (n > 0) {
-    array->data = const_cast<double*>(values);  // read only: never written
-    array->capacity = n;
+template <typename T>
+DynArray* CallFrame::borrow(T* values, int32_t rows, int32_t capacity) {
+  DynArray* array = create(0, 1, static_cast<int32_t>(sizeof(T)));
+  array->size[0] = rows;
+  if (capacity > 0) {
+    // Read-only inputs are never written: any growth would first replace
+    // the borrowed storage by an owned copy.
+    array->data = const_cast<std::remove_const_t<T>*>(values);
+    array->capacity = capacity;
     array->ownsData = false;
   }
   return array;
 }
 
+const DynArray* CallFrame::borrowedColumn(const double* values, int32_t n) {
+  return borrow(values, n, n);
+}
+
+const DynArray* CallFrame::borrowedColumn(const Complex* values, int32_t n) {
+  return borrow(values, n, n);
+}
+
 DynArray* CallFrame::borrowedOutput(double* values, int32_t capacity) {
-  DynArray* array = create(0, 1, static_cast<int32_t>(sizeof(double)));
-  if (capacity > 0) {
-    array->data = values;
-    array->capacity = capacity;
-    array->ownsData = false;
-  }
-  return array;
+  return borrow(values, 0, capacity);
+}
+
+DynArray* CallFrame::borrowedOutput(Complex* values, int32_t capacity) {
+  return borrow(values, 0, capacity);
 }
 
 DynArray* CallFrame::doubleOutput(int32_t rows, int32_t cols) {
@@ -79,6 +89,15 @@ DynArray* CallFrame::doubleOutput(int32_t rows, int32_t cols) {
 
 DynArray* CallFrame::complexOutput(int32_t rows, int32_t cols) {
   return create(rows, cols, static_cast<int32_t>(sizeof(Complex)));
+}
+
+bool sharesMemory(const void* a, size_t aBytes, const void* b, size_t bBytes) {
+  if (aBytes == 0 || bBytes == 0) {
+    return false;
+  }
+  const auto startA = reinterpret_cast<uintptr_t>(a);
+  const auto startB = reinterpret_cast<uintptr_t>(b);
+  return startA < startB + bBytes && startB < startA + aBytes;
 }
 
 bool overlapsPartially(const double* a, const double* b, int32_t n) {

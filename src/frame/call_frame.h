@@ -12,6 +12,7 @@
 // extent, for which no storage is allocated and nothing is copied.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/dyn_array.h"
@@ -36,6 +37,7 @@ class CallFrame {
   // Any growth would replace the borrowed storage by an owned copy, so the
   // caller's buffer is still never written.
   const DynArray* borrowedColumn(const double* values, int32_t n);
+  const DynArray* borrowedColumn(const Complex* values, int32_t n);
 
   // Steps 2 and 4 without the copy: an empty {0, 1} output record whose
   // storage is the caller's buffer of `capacity` doubles, for kernels that
@@ -43,6 +45,7 @@ class CallFrame {
   // them in index order (they never read the zeros a fresh record holds).
   // The kernel then writes the caller's buffer directly.
   DynArray* borrowedOutput(double* values, int32_t capacity);
+  DynArray* borrowedOutput(Complex* values, int32_t capacity);
 
   // Step 2: a zero-filled output record of shape {rows, cols}.
   DynArray* doubleOutput(int32_t rows, int32_t cols);
@@ -54,6 +57,8 @@ class CallFrame {
   DynArray* create(int32_t rows, int32_t cols, int32_t elementSize);
   template <typename T>
   DynArray* copyIn(const T* values, int32_t rows, int32_t cols, int32_t n);
+  template <typename T>
+  DynArray* borrow(T* values, int32_t rows, int32_t capacity);
 
   DynArray* records_[kMaxRecords] = {};
   int count_ = 0;
@@ -63,6 +68,9 @@ class CallFrame {
 // buffer: a kernel writing one while reading the other could then read
 // values it has already overwritten.
 bool overlapsPartially(const double* a, const double* b, int32_t n);
+
+// True when the byte ranges [a, a + aBytes) and [b, b + bBytes) intersect.
+bool sharesMemory(const void* a, size_t aBytes, const void* b, size_t bBytes);
 
 // Step 4 for the exports that hand back as many elements as the result's
 // first extent holds (a {1, k} result therefore gives one element).

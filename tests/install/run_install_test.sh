@@ -12,6 +12,10 @@ trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build_dir" --prefix "$work/prefix" > "$work/install.log"
 test -f "$work/prefix/include/zefra/tdr_helpers.h"
+test -f "$work/prefix/include/zefra/interp_sparam.h"
+# The sibling module is installed next to the library that needs it.
+main_lib=$(find "$work/prefix" -name 'libZefra_TDR_Helpers.so' | head -n 1)
+test -f "$(dirname "$main_lib")/libinterp_Sparam.so"
 
 echo "== find_package(Zefra_TDR_Helpers)"
 cmake -S "$consumer_dir" -B "$work/cmake-consumer" -DCMAKE_PREFIX_PATH="$work/prefix" \

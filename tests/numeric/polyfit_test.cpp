@@ -411,7 +411,7 @@ TEST(Polyfit, ShorterYIsReadAsZeroPastItsEnd) {
   EXPECT_TRUE(sameBits(padded.intercept, coeffs[1]));
 
   double empty[2] = {-7.0, -7.0};
-  polyfitLinear(frame.borrowedColumn(x.data(), 3), frame.borrowedColumn(nullptr, 0), empty);
+  polyfitLinear(frame.borrowedColumn(x.data(), 3), frame.borrowedColumn(static_cast<const double*>(nullptr), 0), empty);
   EXPECT_TRUE(sameBits(0.0, std::fabs(empty[0])));
   EXPECT_TRUE(sameBits(0.0, std::fabs(empty[1])));
 }

@@ -1,0 +1,41 @@
+// Bracketing search over sample abscissas.
+#pragma once
+
+#include <cstdint>
+
+namespace zefra {
+
+// The library's bisection: lo = 1, hi = n, and while hi > lo + 1 the
+// overflow-free midpoint (lo >> 1) + (hi >> 1) (+1 when both are odd)
+// replaces lo when q >= x(mid), hi otherwise.  Skipped for n <= 2.
+// Returns the zero-based lower index of the bracketing interval.
+int32_t bracketIndex(const double* x, int32_t n, double q);
+
+// The same index for a run of queries, found by walking from the previous
+// bracket when the table is non-decreasing.  There the bisection returns
+// the largest i <= n - 2 with x[i] <= q (0 when there is none), which the
+// walk finds directly: linear time for sorted queries.  A query behind the
+// previous bracket, a long jump, or a table that is not non-decreasing
+// (NaN included) uses the bisection itself.
+class BracketCursor {
+ public:
+  BracketCursor(const double* x, int32_t n);
+
+  int32_t find(double q) {
+    // Common case of sorted queries: the bracket stays or moves a step.
+    if (ordered_ && q >= x_[lo_] && (lo_ == n_ - 2 || q < x_[lo_ + 1])) {
+      return lo_;
+    }
+    return findSlow(q);
+  }
+
+ private:
+  int32_t findSlow(double q);
+
+  const double* x_;
+  int32_t n_;
+  bool ordered_;
+  int32_t lo_ = 0;
+};
+
+}  // namespace zefra

@@ -1,0 +1,33 @@
+// One-dimensional interpolation kernels.  x, y and the queries are column
+// records; the result record's first extent becomes the number of queries.
+#pragma once
+
+#include "frame/dyn_array.h"
+
+namespace zefra {
+
+// Piecewise linear; queries outside [x(1), x(n)] keep 0.0.
+void interpLinearZeroOutside(const DynArray* x, const DynArray* y, const DynArray* xi,
+                             DynArray* yi);
+
+// Piecewise linear; queries outside the table are extrapolated from the
+// end segments.
+void interpLinearExtrapolate(const DynArray* x, const DynArray* y, const DynArray* xi,
+                             DynArray* yi);
+
+// Complex values at real abscissas, extrapolated at both ends.
+void interpLinearExtrapolateComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
+                                    DynArray* yi);
+
+// Complex values, ascending x trusted as given; outside queries 0 + 0j.
+void interpLinearNanOutsideComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
+                                   DynArray* yi);
+
+// Slope at an end of the table from the end secant delta1 (interval h1)
+// and its neighbour delta2 (h2), limited to keep the shape.
+double endSlope(double delta1, double delta2, double h1, double h2);
+
+// Shape-preserving piecewise cubic Hermite interpolation.
+void interpCubicHermite(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi);
+
+}  // namespace zefra
