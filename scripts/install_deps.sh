@@ -6,6 +6,7 @@ packages=(
   cmake make g++ gcc pkg-config binutils
   libgtest-dev libbenchmark-dev
   python3 python3-numpy python3-scipy python3-pytest
+  g++-mingw-w64-x86-64 wine64 binutils-mingw-w64-x86-64
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Every test: installs what is missing, then configures, builds and runs the
 # whole suite (unit, export, ABI, host, install and Python tests) in the
-# release and the sanitize (ASan + UBSan) builds.
+# release and the sanitize (ASan + UBSan) builds, then cross-builds the
+# Windows DLLs and checks them under Wine against the release build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install_deps.sh
 jobs=$(nproc 2>/dev/null || echo 2)
-for preset in release sanitize; do
+for preset in release sanitize windows; do
   echo "==== $preset"
   cmake --preset "$preset" > /dev/null
   cmake --build --preset "$preset" -j "$jobs"
