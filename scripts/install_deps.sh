@@ -3,10 +3,11 @@
 # ones already present.  Needs root (or sudo) only when something is missing.
 set -euo pipefail
 packages=(
-  cmake make g++ gcc pkg-config binutils
+  cmake make g++ gcc pkg-config binutils valgrind
   libgtest-dev libbenchmark-dev
   python3 python3-numpy python3-scipy python3-pytest
   g++-mingw-w64-x86-64 wine64 binutils-mingw-w64-x86-64
+  clang-14 libclang-rt-14-dev
 )
 missing=()
 for p in "${packages[@]}"; do

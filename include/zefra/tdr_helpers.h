@@ -482,8 +482,9 @@ ZEFRA_API bool get_pdf_from_sampled_signal_800G(const double *signal, int32_t le
  *   offsetOut: out, x, the first kept bin in bins (only on success)
  *   widthOut: out, w (only on success)
  * Returns true on success; false when the points span more than 2000 bins,
- * when pointCount < 1, and when the bin count is not defined (NaN, zero or
- * negative bin width).
+ * when pointCount < 1, and when the bin count is NaN or below one bin (a NaN
+ * or zero bin width, or a negative one unless it is so large that the span
+ * underflows to a single bin).
  */
 ZEFRA_API bool d_cpdf(const double *points, const double *weights, double *centersOut,
                       double *densityOut, int32_t pointCount, int32_t weightCount,

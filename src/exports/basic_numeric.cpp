@@ -1,5 +1,7 @@
 // Exports of the element-wise, structural, polynomial and filter-design
 // routines.
+#include <cstdint>
+
 #include "frame/call_frame.h"
 #include "numeric/butterworth.h"
 #include "numeric/polyfit.h"
@@ -41,7 +43,11 @@ void conv(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
   CallFrame frame;
   const DynArray* ra = frame.column(a, na);
   const DynArray* rb = frame.column(b, nb);
-  DynArray* out = frame.doubleOutput(na + nb - 1, 1);
+  // The output record is sized for na + nb - 1 values (the kernel then sets
+  // its length); formed in 64 bits, a length that does not fit is none.
+  const int64_t expected = int64_t{na} + nb - 1;
+  DynArray* out = frame.doubleOutput(
+      expected > 0 && expected <= INT32_MAX ? static_cast<int32_t>(expected) : 0, 1);
   zefra::convKernel(ra, rb, out);
   zefra::copyFirstExtentOut(out, y);
 }
@@ -75,11 +81,12 @@ void unwrap(const double* x, double* y, int32_t n) {
 void poly(const double* r, double* c, int32_t n) {
   CallFrame frame;
   const DynArray* roots = frame.column(r, n);
-  DynArray* out = frame.doubleOutput(1, n + 1);
+  DynArray* out = frame.doubleOutput(1, n < INT32_MAX ? n + 1 : 0);
   zefra::polyFromRoots(roots, out);
   // The result is a row {1, n + 1}: its first extent hands back one value,
-  // the leading coefficient.  With n < 0 there is none.
-  if (n >= 0) {
+  // the leading coefficient.  With n < 0 there is none, and n + 1 beyond
+  // 2^31 - 1 coefficients cannot be formed.
+  if (n >= 0 && n < INT32_MAX) {
     zefra::copyFirstExtentOut(out, c);
   }
 }

@@ -7,6 +7,7 @@
 // for t = 0, 1, ..., which is increasing j for every lane.  The lanes are
 // independent sums, so the block vectorises without reordering any sum.
 #include <algorithm>
+#include <cstdint>
 
 #include "numeric/vector_kernels.h"
 
@@ -29,7 +30,10 @@ double convolutionAt(const double* a, int32_t na, const double* b, int32_t nb, i
 void convKernel(const DynArray* a, const DynArray* b, DynArray* y) {
   const int32_t na = a->size[0];
   const int32_t nb = b->size[0];
-  const int32_t length = na != 0 && nb != 0 ? na + nb - 1 : na + nb;
+  // na + nb - 1 (na + nb when one input is empty), formed in 64 bits: a
+  // length beyond 2^31 - 1 or below 1 leaves the result empty.
+  const int64_t wide = na != 0 && nb != 0 ? int64_t{na} + nb - 1 : int64_t{na} + nb;
+  const int32_t length = wide > 0 && wide <= INT32_MAX ? static_cast<int32_t>(wide) : 0;
   const int32_t before = numel(y);
   y->size[0] = length;
   ensureCapacity(y, before, static_cast<int32_t>(sizeof(double)));

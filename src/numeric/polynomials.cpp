@@ -3,12 +3,17 @@
 //     c[k+1] = -c[k] r_k;  c[j] = c[j] - c[j-1] r_k for j = k .. 1
 //   polyvalComplex: Horner, w = p[0]; w = w z + p[k] with the complex
 //     product (wr zr - wi zi, wr zi + wi zr) and p[k] added to the real part.
+#include <cstdint>
+
 #include "numeric/vector_kernels.h"
 
 namespace zefra {
 
 void polyFromRoots(const DynArray* r, DynArray* c) {
   const int32_t n = r->size[0];
+  if (n == INT32_MAX) {
+    return;  // n + 1 coefficients do not fit a record
+  }
   const int32_t before = numel(c);
   c->size[0] = 1;
   c->size[1] = n + 1;

@@ -73,6 +73,9 @@ DynArrayPtr doubleRow(int32_t columns) {
 // Symbol levels and their weights, M values each.
 struct LevelGrid {
   explicit LevelGrid(int32_t m) : levels(doubleRow(std::max(m, 0))), weights(doubleRow(std::max(m, 0))) {
+    if (m < 1) {
+      return;  // no levels (and M - 1 need not fit an int32)
+    }
     const double divisor = static_cast<double>(static_cast<int32_t>(std::trunc(m - 1.0)));
     for (int32_t i = 0; i < m; ++i) {
       elementsOf<double>(levels.get())[i] = static_cast<double>(i + i) / divisor - 1.0;

@@ -121,3 +121,33 @@ TEST(ButterworthExports, ParameterOrdersDiffer) {
 }
 
 }  // namespace
+
+namespace {
+
+// Found by fuzzing: na + nb - 1 overflowed 32-bit arithmetic.
+TEST(ConvExport, ExtremeCountsWriteNothingWithoutOverflow) {
+  double y[2] = {7.0, 7.0};
+  conv(nullptr, nullptr, y, INT32_MIN, 0);
+  conv(nullptr, nullptr, y, INT32_MIN, -1);
+  const double b[1] = {2.0};
+  conv(nullptr, b, y, INT32_MIN, 1);
+  EXPECT_EQ(y[0], 7.0);
+  EXPECT_EQ(y[1], 7.0);
+}
+
+// Found by fuzzing: M - 1 for M = INT32_MIN does not fit an int32.
+TEST(DensityExports, ExtremeLevelCountsFailWithoutOverflow) {
+  const double signal[1] = {0.5};
+  for (int32_t m : {INT32_MIN, -1, 0, 1}) {
+    double* a = nullptr;
+    double* p = nullptr;
+    double offset = -99.0, width = 0.1;
+    int32_t count = -1;
+    EXPECT_FALSE(get_pdf_from_sampled_signal(signal, m, nullptr, &a, &p, &offset, &width, 1, &count));
+    EXPECT_EQ(count, 0);
+    zefra_release_array(a);
+    zefra_release_array(p);
+  }
+}
+
+}  // namespace

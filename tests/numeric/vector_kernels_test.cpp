@@ -361,3 +361,22 @@ TEST(Polynomials, PointByPointHornerEqualsCoefficientByCoefficient) {
 
 }  // namespace
 }  // namespace zefra
+
+namespace zefra {
+namespace {
+
+// n + 1 coefficients for n = 2^31 - 1 cannot be formed: nothing is written.
+TEST(Polynomials, LargestRootCountWritesNothing) {
+  DynArrayPtr roots(dynArrayInit(2));
+  roots->size[0] = INT32_MAX;  // no storage is read before the check
+  roots->size[1] = 1;
+  CallFrame f;
+  DynArray* c = f.doubleOutput(1, 1);
+  elementsOf<double>(c)[0] = 7.0;
+  polyFromRoots(roots.get(), c);
+  EXPECT_EQ(c->size[1], 1);
+  EXPECT_EQ(elementsOf<double>(c)[0], 7.0);
+}
+
+}  // namespace
+}  // namespace zefra
