@@ -75,6 +75,18 @@ const DynArray* CallFrame::borrowedColumn(const Complex* values, int32_t n) {
   return borrow(values, n, n);
 }
 
+const DynArray* CallFrame::borrowedRow(const double* values, int32_t n) {
+  DynArray* array = borrow(values, 1, n);
+  array->size[1] = n;
+  return array;
+}
+
+const DynArray* CallFrame::borrowedRow(const Complex* values, int32_t n) {
+  DynArray* array = borrow(values, 1, n);
+  array->size[1] = n;
+  return array;
+}
+
 DynArray* CallFrame::borrowedOutput(double* values, int32_t capacity) {
   return borrow(values, 0, capacity);
 }

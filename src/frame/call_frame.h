@@ -38,6 +38,8 @@ class CallFrame {
   // caller's buffer is still never written.
   const DynArray* borrowedColumn(const double* values, int32_t n);
   const DynArray* borrowedColumn(const Complex* values, int32_t n);
+  const DynArray* borrowedRow(const double* values, int32_t n);
+  const DynArray* borrowedRow(const Complex* values, int32_t n);
 
   // Steps 2 and 4 without the copy: an empty {0, 1} output record whose
   // storage is the caller's buffer of `capacity` doubles, for kernels that

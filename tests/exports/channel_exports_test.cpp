@@ -159,3 +159,85 @@ TEST(TdCtleExport, MillionSamplesUseLinearMemory) {
 }
 
 }  // namespace
+
+#include <random>
+
+#include "frame/call_frame.h"
+#include "sparam/package_model.h"
+#include "sparam/two_port.h"
+#include "tline/line_synthesis.h"
+
+namespace {
+
+std::vector<zefra_complex> randomTrace(std::mt19937_64& rng, size_t n) {
+  std::uniform_real_distribution<double> part(-0.6, 0.6);
+  std::vector<zefra_complex> v(n);
+  for (auto& z : v) z = {part(rng), part(rng)};
+  return v;
+}
+
+bool sameTrace(const zefra::DynArray* record, const std::vector<zefra_complex>& out) {
+  return std::memcmp(record->data, out.data(), out.size() * sizeof(zefra_complex)) == 0;
+}
+
+// The exports write the caller's buffers directly when nothing overlaps and
+// copy otherwise; both must give the bits of the literal frame.
+TEST(ChannelExportsFastPath, DirectAndAliasedCallsMatchCopyingFrame) {
+  std::mt19937_64 rng(606);
+  const size_t n = 257;
+  const auto count = static_cast<int32_t>(n);
+  std::vector<std::vector<zefra_complex>> in;
+  for (int k = 0; k < 8; ++k) in.push_back(randomTrace(rng, n));
+
+  zefra::CallFrame frame;
+  zefra::DynArray* rec[8];
+  for (int k = 0; k < 8; ++k) {
+    rec[k] = frame.complexRow(reinterpret_cast<const zefra::Complex*>(in[static_cast<size_t>(k)].data()), count);
+  }
+  zefra::DynArray* lit[4] = {frame.complexOutput(0, 0), frame.complexOutput(0, 0),
+                             frame.complexOutput(0, 0), frame.complexOutput(0, 0)};
+  zefra::cascadeTwoPorts(rec[0], rec[1], rec[2], rec[3], rec[4], rec[5], rec[6], rec[7], lit[0],
+                         lit[1], lit[2], lit[3]);
+
+  std::vector<zefra_complex> c11(n), c12(n), c21(n), c22(n);
+  combineS4p(in[0].data(), in[1].data(), in[2].data(), in[3].data(), in[4].data(), in[5].data(),
+             in[6].data(), in[7].data(), count, c11.data(), c12.data(), c21.data(), c22.data());
+  EXPECT_TRUE(sameTrace(lit[0], c11) && sameTrace(lit[1], c12) && sameTrace(lit[2], c21) &&
+              sameTrace(lit[3], c22));
+
+  // In place: S11 of the cascade written over A11.
+  std::vector<zefra_complex> a11 = in[0];
+  combineS4p(a11.data(), in[1].data(), in[2].data(), in[3].data(), in[4].data(), in[5].data(),
+             in[6].data(), in[7].data(), count, a11.data(), c12.data(), c21.data(), c22.data());
+  EXPECT_TRUE(sameTrace(lit[0], a11) && sameTrace(lit[3], c22));
+
+  // Line and package: direct path against the kernels on copies (a frame
+  // holds the records of one call, so each comparison has its own).
+  zefra::CallFrame lineFrame;
+  zefra::CallFrame packageFrame;
+  std::vector<double> f(n);
+  for (size_t i = 0; i < n; ++i) f[i] = 1e8 * static_cast<double>(i);
+  const double coeffs[3] = {0.01, 0.05, 0.02};
+  zefra::DynArray* line[4] = {lineFrame.complexOutput(0, 0), lineFrame.complexOutput(0, 0),
+                              lineFrame.complexOutput(0, 0), lineFrame.complexOutput(0, 0)};
+  zefra::synthesizeLineSParams(lineFrame.row(f.data(), count), 60.0, 25.0, lineFrame.row(coeffs, 3), 0.15,
+                               3.0, line[0], line[1], line[2], line[3]);
+  synth_tline(f.data(), count, 60.0, 25.0, coeffs, 3, 0.15, 3.0, c11.data(), c12.data(),
+              c21.data(), c22.data());
+  EXPECT_TRUE(sameTrace(line[0], c11) && sameTrace(line[2], c21));
+  zefra::DynArray* pkg[4] = {packageFrame.complexOutput(0, 0), packageFrame.complexOutput(0, 0),
+                             packageFrame.complexOutput(0, 0), packageFrame.complexOutput(0, 0)};
+  zefra::buildPackageModel(packageFrame.row(f.data(), count), 1.5, 0.2e-12, 0.3e-12, 90.0, 0.1,
+                           packageFrame.row(coeffs, 3), 50.0, 0.5e-9, 0.1e-12, pkg[0], pkg[1], pkg[2],
+                           pkg[3]);
+  makePackage(f.data(), count, 1.5, 0.2e-12, 0.3e-12, 90.0, 0.1, coeffs, 3, 50.0, 0.5e-9,
+              0.1e-12, c11.data(), c12.data(), c21.data(), c22.data());
+  EXPECT_TRUE(sameTrace(pkg[0], c11) && sameTrace(pkg[1], c12) && sameTrace(pkg[3], c22));
+  // Outputs sharing one buffer: the copying frame's order (S22 copied last).
+  std::vector<zefra_complex> shared(n);
+  makePackage(f.data(), count, 1.5, 0.2e-12, 0.3e-12, 90.0, 0.1, coeffs, 3, 50.0, 0.5e-9,
+              0.1e-12, shared.data(), shared.data(), shared.data(), shared.data());
+  EXPECT_TRUE(sameTrace(pkg[3], shared));
+}
+
+}  // namespace
