@@ -22,8 +22,17 @@ Complex* asComplex(zefra_complex* values) { return reinterpret_cast<Complex*>(va
 
 }  // namespace
 
+// The element-wise kernels (mod, unwrap, Polyval) and Kron read only their
+// inputs and write every result element; when the caller's output shares no
+// memory with an input they work on the caller's buffers directly, otherwise
+// on copies (the same results either way).
+
 void mod(const double* x, double m, double* y, int32_t n) {
   CallFrame frame;
+  if (!zefra::anyShared({zefra::spanOf(y, n)}, {zefra::spanOf(x, n)})) {
+    zefra::modKernel(frame.borrowedColumn(x, n), m, frame.borrowedOutput(y, n));
+    return;
+  }
   const DynArray* in = frame.column(x, n);
   DynArray* out = frame.doubleOutput(n, 1);
   zefra::modKernel(in, m, out);
@@ -32,6 +41,13 @@ void mod(const double* x, double m, double* y, int32_t n) {
 
 void Kron(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
   CallFrame frame;
+  const int64_t product = na > 0 && nb > 0 ? int64_t{na} * nb : 0;
+  const int32_t count = product <= INT32_MAX ? static_cast<int32_t>(product) : 0;
+  if (!zefra::anyShared({zefra::spanOf(y, count)}, {zefra::spanOf(a, na), zefra::spanOf(b, nb)})) {
+    zefra::kronKernel(frame.borrowedColumn(a, na), frame.borrowedColumn(b, nb),
+                      frame.borrowedOutput(y, count));
+    return;
+  }
   const DynArray* ra = frame.column(a, na);
   const DynArray* rb = frame.column(b, nb);
   DynArray* out = frame.doubleOutput(0, 1);
@@ -72,6 +88,10 @@ void Filter(const double* b, const double* a, const double* x, double* y, int32_
 
 void unwrap(const double* x, double* y, int32_t n) {
   CallFrame frame;
+  if (!zefra::anyShared({zefra::spanOf(y, n)}, {zefra::spanOf(x, n)})) {
+    zefra::unwrapKernel(frame.borrowedColumn(x, n), frame.borrowedOutput(y, n));
+    return;
+  }
   const DynArray* in = frame.column(x, n);
   DynArray* out = frame.doubleOutput(n, 1);
   zefra::unwrapKernel(in, out);
@@ -95,6 +115,16 @@ void Polyval(const double* p, const zefra_complex* z, zefra_complex* w, int32_t 
              int32_t nz) {
   CallFrame frame;
   const DynArray* coefficients = frame.column(p, np);
+  if (!zefra::anyShared({zefra::spanOf(w, nz)}, {zefra::spanOf(z, nz), zefra::spanOf(p, np)})) {
+    // Without coefficients the result is the zeros of a fresh output.
+    for (int32_t i = 0; np <= 0 && i < nz; ++i) {
+      w[i] = {0.0, 0.0};
+    }
+    DynArray* direct = frame.borrowedOutput(asComplex(w), nz);
+    direct->size[0] = nz;
+    zefra::polyvalComplex(coefficients, frame.borrowedColumn(asComplex(z), nz), direct);
+    return;
+  }
   const DynArray* points = frame.complexColumn(asComplex(z), nz);
   DynArray* out = frame.complexOutput(nz, 1);
   zefra::polyvalComplex(coefficients, points, out);

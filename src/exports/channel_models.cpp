@@ -7,7 +7,6 @@
 // memory with each other or with the inputs.  Otherwise the copying frame
 // runs, with the same results.
 #include <cstddef>
-#include <initializer_list>
 
 #include "frame/call_frame.h"
 #include "sparam/package_model.h"
@@ -29,22 +28,7 @@ const Complex* asComplex(const zefra_complex* values) {
 
 Complex* asComplex(zefra_complex* values) { return reinterpret_cast<Complex*>(values); }
 
-struct Span {
-  const void* start;
-  size_t bytes;
-};
-
-bool anyShared(const std::initializer_list<Span>& outputs, const std::initializer_list<Span>& inputs) {
-  for (auto o = outputs.begin(); o != outputs.end(); ++o) {
-    for (auto p = o + 1; p != outputs.end(); ++p) {
-      if (zefra::sharesMemory(o->start, o->bytes, p->start, p->bytes)) return true;
-    }
-    for (const Span& i : inputs) {
-      if (zefra::sharesMemory(o->start, o->bytes, i.start, i.bytes)) return true;
-    }
-  }
-  return false;
-}
+using zefra::anyShared;
 
 size_t complexBytes(int32_t n) { return n > 0 ? static_cast<size_t>(n) * sizeof(Complex) : 0; }
 size_t doubleBytes(int32_t n) { return n > 0 ? static_cast<size_t>(n) * sizeof(double) : 0; }

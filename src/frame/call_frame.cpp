@@ -112,6 +112,22 @@ bool sharesMemory(const void* a, size_t aBytes, const void* b, size_t bBytes) {
   return startA < startB + bBytes && startB < startA + aBytes;
 }
 
+bool anyShared(std::initializer_list<Span> outputs, std::initializer_list<Span> inputs) {
+  for (auto o = outputs.begin(); o != outputs.end(); ++o) {
+    for (auto p = o + 1; p != outputs.end(); ++p) {
+      if (sharesMemory(o->start, o->bytes, p->start, p->bytes)) {
+        return true;
+      }
+    }
+    for (const Span& i : inputs) {
+      if (sharesMemory(o->start, o->bytes, i.start, i.bytes)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
 bool overlapsPartially(const double* a, const double* b, int32_t n) {
   if (n <= 0 || a == b) {
     return false;

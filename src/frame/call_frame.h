@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
 #include "frame/dyn_array.h"
 
@@ -73,6 +74,22 @@ bool overlapsPartially(const double* a, const double* b, int32_t n);
 
 // True when the byte ranges [a, a + aBytes) and [b, b + bBytes) intersect.
 bool sharesMemory(const void* a, size_t aBytes, const void* b, size_t bBytes);
+
+// A caller buffer as a byte range.
+struct Span {
+  const void* start;
+  size_t bytes;
+};
+
+template <typename T>
+Span spanOf(const T* values, int32_t count) {
+  return {values, count > 0 ? static_cast<size_t>(count) * sizeof(T) : 0};
+}
+
+// True when an output shares memory with another output or with an input:
+// then an export must not let its kernel write the caller's outputs
+// directly, because a later read could see an earlier write.
+bool anyShared(std::initializer_list<Span> outputs, std::initializer_list<Span> inputs);
 
 // Step 4 for the exports that hand back as many elements as the result's
 // first extent holds (a {1, k} result therefore gives one element).

@@ -151,3 +151,71 @@ TEST(DensityExports, ExtremeLevelCountsFailWithoutOverflow) {
 }
 
 }  // namespace
+
+namespace {
+
+std::vector<double> recordValues(const zefra::DynArray* r, size_t n) {
+  const double* v = zefra::elementsOf<double>(r);
+  return std::vector<double>(v, v + n);
+}
+
+bool sameDoubles(const std::vector<double>& a, const std::vector<double>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+// mod, unwrap, Kron and Polyval write the caller's output directly when it
+// shares no memory with an input; both paths must give the literal frame's
+// bits, in place too.
+TEST(BasicExportsFastPath, DirectAndInPlaceCallsMatchCopyingFrame) {
+  std::mt19937_64 rng(77);
+  std::normal_distribution<double> normal;
+  for (int trial = 0; trial < 30; ++trial) {
+    const auto n = static_cast<size_t>(1 + trial * 41);
+    std::vector<double> x(n);
+    for (double& v : x) v = trial % 5 == 0 && normal(rng) > 2.0 ? 0.0 : normal(rng) * 4.0;
+    const auto count = static_cast<int32_t>(n);
+    zefra::CallFrame frame;
+    zefra::DynArray* modOut = frame.doubleOutput(count, 1);
+    zefra::modKernel(frame.column(x.data(), count), 0.7, modOut);
+    zefra::DynArray* unwrapOut = frame.doubleOutput(count, 1);
+    zefra::unwrapKernel(frame.column(x.data(), count), unwrapOut);
+
+    std::vector<double> y(n);
+    mod(x.data(), 0.7, y.data(), count);
+    ASSERT_TRUE(sameDoubles(recordValues(modOut, n), y)) << trial;
+    std::vector<double> inPlace = x;
+    mod(inPlace.data(), 0.7, inPlace.data(), count);
+    ASSERT_TRUE(sameDoubles(recordValues(modOut, n), inPlace)) << trial;
+    unwrap(x.data(), y.data(), count);
+    ASSERT_TRUE(sameDoubles(recordValues(unwrapOut, n), y)) << trial;
+    inPlace = x;
+    unwrap(inPlace.data(), inPlace.data(), count);
+    ASSERT_TRUE(sameDoubles(recordValues(unwrapOut, n), inPlace)) << trial;
+
+    const std::vector<double> b = {1.5, -2.0, 0.25};
+    zefra::CallFrame kronFrame;
+    zefra::DynArray* kronOut = kronFrame.doubleOutput(0, 1);
+    zefra::kronKernel(kronFrame.column(x.data(), count), kronFrame.column(b.data(), 3), kronOut);
+    std::vector<double> k(3 * n);
+    Kron(x.data(), b.data(), k.data(), count, 3);
+    ASSERT_TRUE(sameDoubles(recordValues(kronOut, 3 * n), k)) << trial;
+
+    std::vector<zefra_complex> z(n), w(n);
+    for (auto& v : z) v = {normal(rng), normal(rng)};
+    zefra::CallFrame polyFrame;
+    zefra::DynArray* polyOut = polyFrame.complexOutput(count, 1);
+    zefra::polyvalComplex(polyFrame.column(b.data(), 3),
+                          polyFrame.complexColumn(reinterpret_cast<const zefra::Complex*>(z.data()), count),
+                          polyOut);
+    Polyval(b.data(), z.data(), w.data(), 3, count);
+    ASSERT_EQ(0, std::memcmp(polyOut->data, w.data(), n * sizeof(zefra_complex))) << trial;
+    std::vector<zefra_complex> zInPlace = z;
+    Polyval(b.data(), zInPlace.data(), zInPlace.data(), 3, count);
+    ASSERT_EQ(0, std::memcmp(polyOut->data, zInPlace.data(), n * sizeof(zefra_complex))) << trial;
+    std::vector<zefra_complex> zeros(n, zefra_complex{7.0, 7.0});
+    Polyval(nullptr, z.data(), zeros.data(), 0, count);
+    for (const auto& v : zeros) ASSERT_TRUE(v.re == 0.0 && v.im == 0.0);
+  }
+}
+
+}  // namespace
