@@ -68,8 +68,10 @@ bool d_cpdf(const double* points, const double* weights, double* centersOut, dou
             int32_t pointCount, int32_t weightCount, int32_t outCount, double binWidth,
             double* offsetOut, double* widthOut) {
   CallFrame frame;
-  DynArray* pointRecord = frame.row(points, pointCount);
-  DynArray* weightRecord = frame.row(weights, weightCount);
+  // The core only reads points and weights: the caller's buffers are used
+  // in place.
+  const DynArray* pointRecord = frame.borrowedRow(points, pointCount);
+  const DynArray* weightRecord = frame.borrowedRow(weights, weightCount);
   DynArray* centers = frame.doubleOutput(1, outCount);
   DynArray* density = frame.doubleOutput(1, outCount);
   const bool ok = zefra::quantizedHistogramPdf(binWidth, pointRecord, weightRecord, density,

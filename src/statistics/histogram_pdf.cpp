@@ -13,6 +13,7 @@
 #include "statistics/histogram_pdf.h"
 
 #include <cmath>
+#include <vector>
 
 namespace zefra {
 namespace {
@@ -52,18 +53,20 @@ int32_t nearestBinByScan(double qMin, double q, double w, int32_t binCount) {
 // (j w and the addition both round monotonically), so |s_j| falls while
 // s_j <= 0 and rises once s_j > 0.  The first smallest |s_j| is therefore
 // either at p, the first j with s_j > 0, or at the first j of the run of
-// equal values just below p.  p is found by walking from the estimate
-// (q - qMin) / w, which is within a step or two of it.
-int32_t nearestBin(double qMin, double q, double w, int32_t binCount) {
+// equal values just below p.  p is found by walking from an estimate; the
+// walk reaches the same p from any start, so the estimate only saves time.
+namespace {
+
+inline int32_t nearestBinFrom(double qMin, double q, double w, int32_t binCount,
+                              double estimate) {
   const double offset = qMin - q;
   if (std::isnan(offset) || !(w > 0.0)) {
     return nearestBinByScan(qMin, q, w, binCount);  // every distance NaN: bin 0
   }
   auto s = [&](int32_t j) { return offset + static_cast<double>(j) * w; };
-  const double estimate = std::ceil(-offset / w);
-  int32_t p = estimate <= 0.0 ? 0
+  int32_t p = !(estimate > 0.0)                            ? 0
               : estimate >= static_cast<double>(binCount) ? binCount
-                                                          : static_cast<int32_t>(estimate);
+                                                           : static_cast<int32_t>(estimate);
   while (p > 0 && s(p - 1) > 0.0) {
     --p;
   }
@@ -83,23 +86,39 @@ int32_t nearestBin(double qMin, double q, double w, int32_t binCount) {
   return distanceToBin(offset, w, p) < distanceToBin(offset, w, below) ? p : below;
 }
 
-bool quantizedHistogramPdf(double w, DynArray* points, const DynArray* weights, DynArray* pdfOut,
+}  // namespace
+
+int32_t nearestBin(double qMin, double q, double w, int32_t binCount) {
+  return nearestBinFrom(qMin, q, w, binCount, std::ceil((q - qMin) / w));
+}
+
+bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* weights, DynArray* pdfOut,
                            DynArray* centersOut, double* offsetOut, double* widthOut) {
   const int32_t n = numel(points);
   if (n < 1) {
     return false;  // no points: no bin range
   }
-  double* q = elementsOf<double>(points);
+  // The quantised points are kept privately (the input is only read), with
+  // the rounded quotient k of each (q = k w): the bin of a point is close to
+  // k - k(qMin), a start for the nearest-bin walk that needs no division.
+  const double* p = elementsOf<double>(points);
+  std::vector<double> quantised(static_cast<size_t>(n));
+  std::vector<double> grid(static_cast<size_t>(n));
+  double* q = quantised.data();
   for (int32_t i = 0; i < n; ++i) {
-    q[i] = static_cast<double>(std::roundf(static_cast<float>(q[i] / w))) * w;
+    const double k = static_cast<double>(std::roundf(static_cast<float>(p[i] / w)));
+    grid[static_cast<size_t>(i)] = k;
+    q[i] = k * w;
   }
   double qMin = q[0];
   double qMax = q[0];
+  double gridMin = grid[0];
   for (int32_t i = 1; i < n; ++i) {
     if (q[i] > qMax) {
       qMax = q[i];
-    } else {
-      qMin = q[i] < qMin ? q[i] : qMin;
+    } else if (q[i] < qMin) {
+      qMin = q[i];
+      gridMin = grid[static_cast<size_t>(i)];
     }
   }
 
@@ -119,7 +138,7 @@ bool quantizedHistogramPdf(double w, DynArray* points, const DynArray* weights, 
   const double* weightValues = elementsOf<double>(weights);
   for (int32_t i = 0; i < n; ++i) {
     const double weight = i < weightCount ? weightValues[i] : 0.0;
-    bins[nearestBin(qMin, q[i], w, nb)] += weight;
+    bins[nearestBinFrom(qMin, q[i], w, nb, grid[static_cast<size_t>(i)] - gridMin)] += weight;
   }
   double total = 0.0;
   for (int32_t j = 0; j < nb; ++j) {

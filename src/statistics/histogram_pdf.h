@@ -11,8 +11,8 @@ namespace zefra {
 // Largest number of bins a density may span.
 inline constexpr int32_t kMaxDensityBins = 2000;
 
-// Quantises `points` (a row of n >= 1 doubles, modified in place) to the
-// grid of width w, accumulates weights[i] (0.0 past the weights' length) in
+// Quantises `points` (a row of n >= 1 doubles, only read) to the grid of
+// width w, accumulates weights[i] (0.0 past the weights' length) in
 // the nearest bin, normalises and trims empty end bins into pdfOut (a row).
 // centersOut, when not null, receives the grid (k - |x|) w of
 // 2 |round(x)| + 1 values.  On success writes *offsetOut = x (the first
@@ -20,7 +20,7 @@ inline constexpr int32_t kMaxDensityBins = 2000;
 // writing nothing, when the bin count exceeds 2000 or is not defined (n < 1,
 // NaN, zero or negative width, a non-finite point range) or when the centre
 // grid would exceed 2^31 - 1 values.
-bool quantizedHistogramPdf(double w, DynArray* points, const DynArray* weights, DynArray* pdfOut,
+bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* weights, DynArray* pdfOut,
                            DynArray* centersOut, double* offsetOut, double* widthOut);
 
 // The bin j in [0, binCount) minimising |(qMin - q) + j w|, ties to the
