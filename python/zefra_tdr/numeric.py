@@ -16,6 +16,15 @@ from ._buffers import (
 )
 from ._library import function
 
+
+def map_doubles(export: str, x):
+    """Calls an export of the form ``f(const double *x, double *y, int32_t n)``
+    and returns ``y``, a new float64 array as long as ``x``."""
+    arr = as_double_vector(x, "x")
+    out = new_double_output(arr.shape[0], "len(x)")
+    function(export)(double_ptr(arr), double_ptr(out), count_of(arr, "x"))
+    return out
+
 __all__ = ["conv", "filter_signal", "kron", "mod", "unwrap"]
 
 
@@ -228,7 +237,4 @@ def unwrap(x):
     TypeError
         If ``x`` is complex.
     """
-    arr = as_double_vector(x, "x")
-    out = new_double_output(arr.shape[0], "len(x)")
-    function("unwrap")(double_ptr(arr), double_ptr(out), count_of(arr, "x"))
-    return out
+    return map_doubles("unwrap", x)

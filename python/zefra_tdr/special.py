@@ -3,8 +3,7 @@ error function."""
 
 from __future__ import annotations
 
-from ._buffers import as_double_vector, count_of, double_ptr, new_double_output
-from ._library import function
+from .numeric import map_doubles
 
 __all__ = ["erfcinv"]
 
@@ -51,7 +50,4 @@ def erfcinv(x):
     TypeError
         If ``x`` is complex.
     """
-    arr = as_double_vector(x, "x")
-    out = new_double_output(arr.shape[0], "len(x)")
-    function("erfcinv")(double_ptr(arr), double_ptr(out), count_of(arr, "x"))
-    return out
+    return map_doubles("erfcinv", x)

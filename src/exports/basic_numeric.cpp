@@ -76,8 +76,7 @@ void Filter(const double* b, const double* a, const double* x, double* y, int32_
   // The kernel only reads x and writes every y in order, so it may work on
   // the caller's buffers directly, unless they share memory: the FIR path
   // reads x[j - k] after writing y[j].
-  const bool shared = x == y || zefra::overlapsPartially(x, y, nx);
-  if (!shared) {
+  if (!zefra::anyShared({zefra::spanOf(y, nx)}, {zefra::spanOf(x, nx)})) {
     zefra::filterKernel(rb, ra, frame.borrowedColumn(x, nx), frame.borrowedOutput(y, nx));
     return;
   }

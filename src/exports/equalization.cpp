@@ -12,20 +12,18 @@ void td_ctle(const double* input, double* output, int32_t sampleCount, double ba
              double zeroFreq, double pole1Freq, double pole2Freq, double gainDb,
              double rateMultiplier) {
   CallFrame frame;
-  if (zefra::overlapsPartially(input, output, sampleCount)) {
-    // Work on a copy, so that no input sample is read after being overwritten.
-    DynArray* in = frame.column(input, sampleCount);
-    DynArray* out = frame.doubleOutput(0, 1);
-    zefra::ctleFilter(in, baseRate, zeroFreq, pole1Freq, pole2Freq, gainDb, rateMultiplier, out);
-    zefra::copyFirstExtentOut(out, output);
+  // The filter reads x[k] before it writes y[k] and never looks back, so it
+  // runs on the caller's buffers directly unless they share memory.
+  if (!zefra::anyShared({zefra::spanOf(output, sampleCount)}, {zefra::spanOf(input, sampleCount)})) {
+    zefra::ctleFilter(frame.borrowedColumn(input, sampleCount), baseRate, zeroFreq, pole1Freq,
+                      pole2Freq, gainDb, rateMultiplier,
+                      frame.borrowedOutput(output, sampleCount));
     return;
   }
-  // The filter reads x[k] before it writes y[k] and never looks back, so it
-  // can read the caller's input and write the caller's output in place (the
-  // same buffer for both is fine too), without the copies.
-  const DynArray* in = frame.borrowedColumn(input, sampleCount);
-  DynArray* out = frame.borrowedOutput(output, sampleCount);
+  DynArray* in = frame.column(input, sampleCount);
+  DynArray* out = frame.doubleOutput(0, 1);
   zefra::ctleFilter(in, baseRate, zeroFreq, pole1Freq, pole2Freq, gainDb, rateMultiplier, out);
+  zefra::copyFirstExtentOut(out, output);
 }
 
 double Get_xtlk_noise_step(const double* response, const double* pattern,

@@ -128,15 +128,6 @@ bool anyShared(std::initializer_list<Span> outputs, std::initializer_list<Span> 
   return false;
 }
 
-bool overlapsPartially(const double* a, const double* b, int32_t n) {
-  if (n <= 0 || a == b) {
-    return false;
-  }
-  const auto start = [](const double* p) { return reinterpret_cast<uintptr_t>(p); };
-  const uintptr_t bytes = static_cast<uintptr_t>(n) * sizeof(double);
-  return start(a) < start(b) + bytes && start(b) < start(a) + bytes;
-}
-
 void copyFirstExtentOut(const DynArray* result, double* out) {
   copyOut(result, out, result->size[0]);
 }

@@ -67,11 +67,6 @@ class CallFrame {
   int count_ = 0;
 };
 
-// True when two buffers of n doubles share memory without being the same
-// buffer: a kernel writing one while reading the other could then read
-// values it has already overwritten.
-bool overlapsPartially(const double* a, const double* b, int32_t n);
-
 // True when the byte ranges [a, a + aBytes) and [b, b + bBytes) intersect.
 bool sharesMemory(const void* a, size_t aBytes, const void* b, size_t bBytes);
 
