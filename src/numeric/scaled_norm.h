@@ -1,40 +1,33 @@
-// Euclidean norm of n consecutive doubles without overflow or underflow.
+// Euclidean norm of n consecutive doubles without overflow or underflow
+// (the recurrence is described in scaled_norm_step.h).  n < 1 gives 0.0 and
+// a single element its magnitude.
 //
-// The running state is (scale, sum) with norm = scale * sqrt(sum) and every
-// scaled square t / scale <= 1.  scale starts at the smallest normal double
-// (0x0010000000000000); an element larger than the scale rescales the sum:
-//   r = scale / t;  sum = r * sum * r + 1.0;  scale = t
-// and any other element adds (t / scale)^2.  Zeros add nothing; a NaN fails
-// the comparison, takes the second branch and makes the sum NaN.  n < 1
-// gives 0.0 and a single element its magnitude.
+// Speed: the sum is one dependent add per element and cannot be reordered,
+// but the quotient t / scale is off that chain.  A scalar division issues
+// only every few cycles, slower than the add chain, so the elements are taken
+// in groups: when no magnitude of a group exceeds the current scale, the
+// scale cannot change inside it, every element takes the second branch with
+// that same scale, and the quotients and squares are computed several per
+// instruction and then added one by one in index order -- the same operations
+// on the same operands as the element loop.  A group that holds a rescaling
+// element (or an infinity) runs the element loop.  A NaN compares false, so
+// it stays on the grouped path, as it takes the second branch.
 #pragma once
 
-#include <cmath>
 #include <cstdint>
 
 namespace zefra {
 
-inline double scaledEuclideanNorm(const double* v, int32_t n) {
-  if (n < 1) {
-    return 0.0;
-  }
-  if (n == 1) {
-    return std::fabs(v[0]);
-  }
-  double scale = 2.2250738585072014e-308;
-  double sum = 0.0;
-  for (int32_t i = 0; i < n; ++i) {
-    const double t = std::fabs(v[i]);
-    if (t > scale) {
-      const double r = scale / t;
-      sum = r * sum * r + 1.0;
-      scale = t;
-    } else {
-      const double r = t / scale;
-      sum = sum + r * r;
-    }
-  }
-  return scale * std::sqrt(sum);
-}
+// The fastest of the forms below that this processor runs.
+double scaledEuclideanNorm(const double* v, int32_t n);
+
+// The individual forms, all giving the same bits; exposed for the tests that
+// prove it.  A form this build or processor lacks falls back to the element
+// loop.
+double scaledEuclideanNormElementwise(const double* v, int32_t n);
+double scaledEuclideanNormPairs(const double* v, int32_t n);  // SSE2, groups of 4
+double scaledEuclideanNormQuads(const double* v, int32_t n);  // AVX, groups of 4
+bool scaledNormHasPairs();
+bool scaledNormHasQuads();
 
 }  // namespace zefra
