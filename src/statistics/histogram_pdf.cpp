@@ -13,13 +13,18 @@
 #include "statistics/histogram_pdf.h"
 
 #include <cmath>
-#include <vector>
 
 namespace zefra {
 namespace {
 
 constexpr double kEpsilon = 2.220446049250313e-16;  // 2^-52
 constexpr double kLargestCount = 2147483647.0;
+
+// The point's quotient by the bin width, narrowed to single precision and
+// rounded half away from zero: q = gridIndex(p, w) * w.
+inline double gridIndex(double p, double w) {
+  return static_cast<double>(std::roundf(static_cast<float>(p / w)));
+}
 
 double distanceToBin(double offset, double w, int32_t j) {
   return std::fabs(offset + static_cast<double>(j) * w);
@@ -98,27 +103,23 @@ bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* wei
   if (n < 1) {
     return false;  // no points: no bin range
   }
-  // The quantised points are kept privately (the input is only read), with
-  // the rounded quotient k of each (q = k w): the bin of a point is close to
-  // k - k(qMin), a start for the nearest-bin walk that needs no division.
+  // The input is only read; the quantised points are not stored.  The grid
+  // index k of each point (q = k w) is recomputed where it is needed, with
+  // the same operations, so it has the same bits, and the bin of a point is
+  // close to k - k(qMin), a start for the nearest-bin walk that needs no
+  // division.  No scratch of the size of the input is allocated.
   const double* p = elementsOf<double>(points);
-  std::vector<double> quantised(static_cast<size_t>(n));
-  std::vector<double> grid(static_cast<size_t>(n));
-  double* q = quantised.data();
-  for (int32_t i = 0; i < n; ++i) {
-    const double k = static_cast<double>(std::roundf(static_cast<float>(p[i] / w)));
-    grid[static_cast<size_t>(i)] = k;
-    q[i] = k * w;
-  }
-  double qMin = q[0];
-  double qMax = q[0];
-  double gridMin = grid[0];
+  double gridMin = gridIndex(p[0], w);
+  double qMin = gridMin * w;
+  double qMax = qMin;
   for (int32_t i = 1; i < n; ++i) {
-    if (q[i] > qMax) {
-      qMax = q[i];
-    } else if (q[i] < qMin) {
-      qMin = q[i];
-      gridMin = grid[static_cast<size_t>(i)];
+    const double k = gridIndex(p[i], w);
+    const double q = k * w;
+    if (q > qMax) {
+      qMax = q;
+    } else if (q < qMin) {
+      qMin = q;
+      gridMin = k;
     }
   }
 
@@ -138,7 +139,8 @@ bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* wei
   const double* weightValues = elementsOf<double>(weights);
   for (int32_t i = 0; i < n; ++i) {
     const double weight = i < weightCount ? weightValues[i] : 0.0;
-    bins[nearestBinFrom(qMin, q[i], w, nb, grid[static_cast<size_t>(i)] - gridMin)] += weight;
+    const double k = gridIndex(p[i], w);
+    bins[nearestBinFrom(qMin, k * w, w, nb, k - gridMin)] += weight;
   }
   double total = 0.0;
   for (int32_t j = 0; j < nb; ++j) {

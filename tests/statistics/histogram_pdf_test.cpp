@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -143,6 +144,121 @@ TEST(NearestBin, ConstantTimeSearchAgreesWithScan) {
   EXPECT_EQ(nearestBin(0.0, std::nan(""), 1.0, 5), 0);
   EXPECT_EQ(nearestBin(0.0, -0.0, 1.0, 5), 0);
   EXPECT_EQ(compared, 200000);
+}
+
+}  // namespace
+}  // namespace zefra
+
+namespace zefra {
+namespace {
+
+// The core exactly as written: points quantised into a stored copy, the
+// range from them, every point's bin by the linear scan, then the partial
+// normalisation and trimming and the centre grid.
+Histogram literalHistogram(double w, std::vector<double> points,
+                           const std::vector<double>& weights) {
+  Histogram h;
+  const auto n = static_cast<int32_t>(points.size());
+  if (n < 1) return h;
+  for (double& p : points) p = static_cast<double>(std::roundf(static_cast<float>(p / w))) * w;
+  double qMin = points[0];
+  double qMax = points[0];
+  for (int32_t i = 1; i < n; ++i) {
+    const double q = points[static_cast<size_t>(i)];
+    if (q > qMax) {
+      qMax = q;
+    } else {
+      qMin = q < qMin ? q : qMin;
+    }
+  }
+  const double span = std::trunc(std::floor((qMax - qMin + 2.220446049250313e-16) / w) + 1.0);
+  if (!(span >= 1.0 && span <= 2000.0)) return h;
+  const auto nb = static_cast<int32_t>(span);
+  std::vector<double> bins(static_cast<size_t>(nb), 0.0);
+  for (int32_t i = 0; i < n; ++i) {
+    const double weight = static_cast<size_t>(i) < weights.size() ? weights[static_cast<size_t>(i)] : 0.0;
+    bins[static_cast<size_t>(nearestBinByScan(qMin, points[static_cast<size_t>(i)], w, nb))] += weight;
+  }
+  double total = 0.0;
+  for (double b : bins) total += b;
+  int32_t first = -1;
+  for (int32_t j = 0; j < nb; ++j) {
+    double& b = bins[static_cast<size_t>(j)];
+    b = b / total;
+    if (b != 0.0 || std::isnan(b)) { first = j; break; }
+  }
+  int32_t last = -1;
+  for (int32_t j = nb - 1; j >= (first < 0 ? 0 : first); --j) {
+    double& b = bins[static_cast<size_t>(j)];
+    b = b / total;
+    if (b != 0.0 || std::isnan(b)) { last = j; break; }
+  }
+  const double x = qMin / w + static_cast<double>(first);
+  const double r = std::fabs(static_cast<double>(std::roundf(static_cast<float>(x))));
+  const double count = std::trunc(2.0 * r + 1.0);
+  if (!(count <= 2147483647.0)) return h;
+  h.ok = true;
+  if (first >= 0 && last >= first) h.pdf.assign(bins.begin() + first, bins.begin() + last + 1);
+  for (int32_t k = 0; k < static_cast<int32_t>(count); ++k) {
+    h.centers.push_back((static_cast<double>(k) - std::fabs(x)) * w);
+  }
+  h.offset = x;
+  h.width = w;
+  return h;
+}
+
+::testing::AssertionResult sameHistogram(const Histogram& expected, const Histogram& actual) {
+  if (expected.ok != actual.ok) return ::testing::AssertionFailure() << "success differs";
+  if (!expected.ok) return ::testing::AssertionSuccess();
+  auto sameVector = [](const std::vector<double>& a, const std::vector<double>& b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+      if (testing::bitsOf(a[i]) != testing::bitsOf(b[i])) return false;
+    }
+    return true;
+  };
+  if (!sameVector(expected.pdf, actual.pdf)) return ::testing::AssertionFailure() << "pdf differs";
+  if (!sameVector(expected.centers, actual.centers)) {
+    return ::testing::AssertionFailure() << "centres differ";
+  }
+  if (testing::bitsOf(expected.offset) != testing::bitsOf(actual.offset) ||
+      testing::bitsOf(expected.width) != testing::bitsOf(actual.width)) {
+    return ::testing::AssertionFailure() << "offset or width differs";
+  }
+  return ::testing::AssertionSuccess();
+}
+
+TEST(HistogramPdf, StreamingCoreMatchesStoredLiteralForm) {
+  // Random clouds of points with NaN, infinities and signed zeros mixed in,
+  // weight lists shorter than the points, and widths from tiny to huge.
+  std::mt19937_64 rng(424242);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  std::normal_distribution<double> normal;
+  const double widths[] = {1.0, 0.1, 1e-3, 0.37, 3e-7, 2.5e4, -0.5, 0.0};
+  int successes = 0;
+  const int trials = 3000;
+  for (int trial = 0; trial < trials; ++trial) {
+    const double w = widths[trial % 8];
+    const auto n = static_cast<size_t>(1 + (trial % 7 == 0 ? 5000 : trial % 97));
+    const double spread = w * (1.0 + unit(rng) * 600.0);
+    std::vector<double> points(n);
+    for (double& p : points) {
+      const double u = unit(rng);
+      p = u < 0.01   ? std::nan("")
+          : u < 0.02 ? -0.0
+          : u < 0.025 ? (u < 0.0225 ? 1.0 : -1.0) * std::numeric_limits<double>::infinity()
+                      : normal(rng) * spread;
+    }
+    if (trial % 3 == 0) {  // no special values: most of these succeed
+      for (double& p : points) p = normal(rng) * spread;
+    }
+    std::vector<double> weights(trial % 5 == 0 ? n / 2 : n);
+    for (double& x : weights) x = unit(rng) / static_cast<double>(n);
+    const Histogram expected = literalHistogram(w, points, weights);
+    ASSERT_TRUE(sameHistogram(expected, histogram(w, points, weights))) << "trial " << trial;
+    successes += expected.ok ? 1 : 0;
+  }
+  EXPECT_GT(successes, trials / 4);  // the comparison covers real densities
 }
 
 }  // namespace
