@@ -53,11 +53,13 @@ void unwrapKernel(const DynArray* x, DynArray* y) {
       continue;
     }
     const double d = v - prev;
-    double e = snappedRemainder(d + kPiLiteral, kTwoPi) - kPiLiteral;
-    if (e == -kPiLiteral && d > 0.0) {
-      e = kPiLiteral;
-    }
+    // The reduced difference e only enters the correction when |d| >= pi;
+    // for smaller steps (the usual case) it is not needed at all.
     if (std::fabs(d) >= kPiLiteral) {
+      double e = snappedRemainder(d + kPiLiteral, kTwoPi) - kPiLiteral;
+      if (e == -kPiLiteral && d > 0.0) {
+        e = kPiLiteral;
+      }
       correction = correction + (e - d);
     }
     prev = v;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -293,6 +294,66 @@ TEST(Unwrap, DifferenceOfExactlyPiIsCorrected) {
   const double pi = 3.141592653589793;
   const std::vector<double> y = unwrapOf({1.0, 1.0 + pi});
   EXPECT_TRUE(sameBits(1.0 + pi, y[1]));
+}
+
+// The loop as written: the reduced difference is formed for every valid
+// sample, whether or not the correction uses it.
+std::vector<double> literalUnwrap(const std::vector<double>& x) {
+  const double pi = 3.141592653589793;
+  const double twoPi = 6.283185307179586;
+  std::vector<double> w = x;
+  const auto n = static_cast<int32_t>(x.size());
+  auto valid = [](double v) { return !std::isnan(v) && v != 0.0; };
+  int32_t first = -1;
+  for (int32_t i = 0; i + 1 < n; ++i) {
+    if (valid(x[static_cast<size_t>(i)])) { first = i; break; }
+  }
+  if (first < 0) return w;
+  double prev = x[static_cast<size_t>(first)];
+  double c = 0.0;
+  for (int32_t j = first + 1; j < n; ++j) {
+    const double v = x[static_cast<size_t>(j)];
+    if (!valid(v)) continue;
+    const double d = v - prev;
+    const double q = (d + pi) / twoPi;
+    double r = q;
+    if (std::fabs(q) < 4503599627370496.0) {
+      r = q >= 0.5 ? std::floor(q + 0.5) : q > -0.5 ? q * 0.0 : std::ceil(q - 0.5);
+    }
+    double e = std::fabs(q - r) <= 2.220446049250313e-16 * std::fabs(q) ? 0.0
+                                                                        : (q - std::floor(q)) * twoPi;
+    e = e - pi;
+    if (e == -pi && d > 0.0) e = pi;
+    if (std::fabs(d) >= pi) c = c + (e - d);
+    prev = v;
+    w[static_cast<size_t>(j)] = v + c;
+  }
+  return w;
+}
+
+TEST(Unwrap, SkippingUnusedReductionMatchesLiteralLoop) {
+  // Smooth and jumpy phases, steps of exactly +-pi and multiples of 2 pi,
+  // NaN, zeros, infinities and huge values.
+  std::mt19937_64 rng(777);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  const double pi = 3.141592653589793;
+  for (int trial = 0; trial < 2000; ++trial) {
+    const auto n = static_cast<size_t>(trial % 61);
+    std::vector<double> x(n);
+    double phase = (unit(rng) - 0.5) * 10.0;
+    for (double& v : x) {
+      const double u = unit(rng);
+      if (u < 0.03) { v = std::nan(""); continue; }
+      if (u < 0.06) { v = 0.0; continue; }
+      if (u < 0.07) { v = (u < 0.065 ? 1.0 : -1.0) * std::numeric_limits<double>::infinity(); continue; }
+      if (u < 0.09) { phase += (u < 0.08 ? pi : -pi); v = phase; continue; }
+      if (u < 0.10) { phase += 2.0 * pi * std::floor(unit(rng) * 5.0 - 2.0); v = phase; continue; }
+      if (u < 0.11) { v = (unit(rng) - 0.5) * 1e18; continue; }
+      phase += (unit(rng) - 0.5) * (trial % 2 == 0 ? 1.0 : 9.0);
+      v = trial % 3 == 0 ? std::remainder(phase, 2.0 * pi) : phase;
+    }
+    ASSERT_TRUE(sameDoubles(literalUnwrap(x), unwrapOf(x))) << "trial " << trial;
+  }
 }
 
 // --- polynomials -----------------------------------------------------------
