@@ -1,12 +1,14 @@
 // Frame behaviour of the basic numeric exports through the public header.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <random>
 #include <vector>
 
 #include "frame/call_frame.h"
+#include "numeric/special_functions.h"
 #include "numeric/vector_kernels.h"
 #include "zefra/tdr_helpers.h"
 
@@ -215,6 +217,36 @@ TEST(BasicExportsFastPath, DirectAndInPlaceCallsMatchCopyingFrame) {
     std::vector<zefra_complex> zeros(n, zefra_complex{7.0, 7.0});
     Polyval(nullptr, z.data(), zeros.data(), 0, count);
     for (const auto& v : zeros) ASSERT_TRUE(v.re == 0.0 && v.im == 0.0);
+  }
+}
+
+// erfcinv reads the caller's input in place and writes its output directly
+// unless they share memory; direct, in-place and partially overlapping calls
+// all give the element-by-element values.
+TEST(BasicExportsFastPath, ErfcinvDirectInPlaceAndOverlappingCallsMatch) {
+  std::mt19937_64 rng(78);
+  std::uniform_real_distribution<double> unit(-0.1, 2.1);
+  for (int trial = 0; trial < 20; ++trial) {
+    const auto n = static_cast<size_t>(1 + trial * 37);
+    std::vector<double> x(n);
+    for (double& v : x) v = unit(rng);
+    x[0] = trial % 3 == 0 ? std::nan("") : x[0];
+    const auto count = static_cast<int32_t>(n);
+    std::vector<double> expected(n);
+    for (size_t i = 0; i < n; ++i) expected[i] = zefra::erfcinvScalar(x[i]);
+
+    std::vector<double> y(n);
+    erfcinv(x.data(), y.data(), count);
+    ASSERT_TRUE(sameDoubles(expected, y)) << trial;
+    std::vector<double> inPlace = x;
+    erfcinv(inPlace.data(), inPlace.data(), count);
+    ASSERT_TRUE(sameDoubles(expected, inPlace)) << trial;
+    // Output one element past the input: the copy keeps every input intact.
+    std::vector<double> shifted(n + 1);
+    std::copy(x.begin(), x.end(), shifted.begin());
+    erfcinv(shifted.data(), shifted.data() + 1, count);
+    ASSERT_TRUE(sameDoubles(expected, std::vector<double>(shifted.begin() + 1, shifted.end())))
+        << trial;
   }
 }
 
