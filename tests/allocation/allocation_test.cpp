@@ -141,6 +141,12 @@ void expectConstantFactor(const char* name, const Usage& small, const Usage& lar
       << small.n << ", " << scalingRatio(large) << " at n = " << large.n;
 }
 
+// The usual three sizes: `run` makes the call at a given n.
+template <typename Run>
+void expectConstantFactorAtSizes(const char* name, Run&& run, double factor = kFactor) {
+  expectConstantFactor(name, run(kSmallN), run(kLargeN), run(kAwkwardN), factor);
+}
+
 // ---- Input data ------------------------------------------------------------
 
 std::vector<double> normalData(std::size_t n, std::uint64_t seed) {
@@ -624,94 +630,69 @@ TEST(CountingAllocator, SeesBlocksTheLibraryHandsBack) {
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Median) {
-  expectConstantFactor("median", runReduction(median, kSmallN),
-                       runReduction(median, kLargeN),
-                       runReduction(median, kAwkwardN));
+  expectConstantFactorAtSizes("median", [&](std::int32_t n) { return runReduction(median, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, EvalStd) {
-  expectConstantFactor("Eval_std", runReduction(Eval_std, kSmallN),
-                       runReduction(Eval_std, kLargeN),
-                       runReduction(Eval_std, kAwkwardN));
+  expectConstantFactorAtSizes("Eval_std",
+                              [&](std::int32_t n) { return runReduction(Eval_std, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Norm) {
-  expectConstantFactor("norm", runReduction(norm, kSmallN),
-                       runReduction(norm, kLargeN),
-                       runReduction(norm, kAwkwardN));
+  expectConstantFactorAtSizes("norm", [&](std::int32_t n) { return runReduction(norm, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Interp1qLinear) {
-  expectConstantFactor("interp1q_Linear", runRealInterp(interp1q_Linear, kSmallN),
-                       runRealInterp(interp1q_Linear, kLargeN),
-                       runRealInterp(interp1q_Linear, kAwkwardN));
+  expectConstantFactorAtSizes("interp1q_Linear",
+                              [&](std::int32_t n) { return runRealInterp(interp1q_Linear, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, InterpLinearExtrap) {
-  expectConstantFactor("interp_Linear_Extrap", runRealInterp(interp_Linear_Extrap, kSmallN),
-                       runRealInterp(interp_Linear_Extrap, kLargeN),
-                       runRealInterp(interp_Linear_Extrap, kAwkwardN));
+  expectConstantFactorAtSizes("interp_Linear_Extrap",
+                              [&](std::int32_t n) { return runRealInterp(interp_Linear_Extrap, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, InterpLinearExtrapComplex) {
-  expectConstantFactor("interp_Linear_Extrap_Complex",
-                       runComplexInterp(interp_Linear_Extrap_Complex, kSmallN),
-                       runComplexInterp(interp_Linear_Extrap_Complex, kLargeN),
-                       runComplexInterp(interp_Linear_Extrap_Complex, kAwkwardN));
+  expectConstantFactorAtSizes("interp_Linear_Extrap_Complex",
+                              [&](std::int32_t n) { return runComplexInterp(interp_Linear_Extrap_Complex, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, LinearInterpComplexLean) {
-  expectConstantFactor("zefra_linearInterp_c", runComplexInterp(zefra_linearInterp_c, kSmallN),
-                       runComplexInterp(zefra_linearInterp_c, kLargeN),
-                       runComplexInterp(zefra_linearInterp_c, kAwkwardN));
+  expectConstantFactorAtSizes("zefra_linearInterp_c",
+                              [&](std::int32_t n) { return runComplexInterp(zefra_linearInterp_c, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Interp1Cubic) {
-  expectConstantFactor("interp1_Cubic", runRealInterp(interp1_Cubic, kSmallN),
-                       runRealInterp(interp1_Cubic, kLargeN),
-                       runRealInterp(interp1_Cubic, kAwkwardN));
+  expectConstantFactorAtSizes("interp1_Cubic",
+                              [&](std::int32_t n) { return runRealInterp(interp1_Cubic, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, InterpSparamForwarder) {
-  expectConstantFactor("interp_Sparam", runInterpSparamForwarder(kSmallN),
-                       runInterpSparamForwarder(kLargeN),
-                       runInterpSparamForwarder(kAwkwardN));
+  expectConstantFactorAtSizes("interp_Sparam", runInterpSparamForwarder);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, InterpSparamSiblingModule) {
-  expectConstantFactor("zefra_interp_Sparam_C", runInterpSparamSibling(kSmallN),
-                       runInterpSparamSibling(kLargeN),
-                       runInterpSparamSibling(kAwkwardN));
+  expectConstantFactorAtSizes("zefra_interp_Sparam_C", runInterpSparamSibling);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, CombineS4p) {
-  expectConstantFactor("combineS4p", runCombineS4p(kSmallN),
-                       runCombineS4p(kLargeN),
-                       runCombineS4p(kAwkwardN));
+  expectConstantFactorAtSizes("combineS4p", runCombineS4p);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, SynthTline) {
-  expectConstantFactor("synth_tline", runSynthTline(kSmallN),
-                       runSynthTline(kLargeN),
-                       runSynthTline(kAwkwardN));
+  expectConstantFactorAtSizes("synth_tline", runSynthTline);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, MakePackage) {
-  expectConstantFactor("makePackage", runMakePackage(kSmallN),
-                       runMakePackage(kLargeN),
-                       runMakePackage(kAwkwardN));
+  expectConstantFactorAtSizes("makePackage", runMakePackage);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, ModNonIntegerDivisor) {
-  expectConstantFactor("mod (m = 0.7)", runMod(0.7, kSmallN),
-                       runMod(0.7, kLargeN),
-                       runMod(0.7, kAwkwardN));
+  expectConstantFactorAtSizes("mod (m = 0.7)", [&](std::int32_t n) { return runMod(0.7, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, ModIntegerDivisor) {
-  expectConstantFactor("mod (m = 3)", runMod(3.0, kSmallN),
-                       runMod(3.0, kLargeN),
-                       runMod(3.0, kAwkwardN));
+  expectConstantFactorAtSizes("mod (m = 3)", [&](std::int32_t n) { return runMod(3.0, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Kron) {
@@ -720,31 +701,25 @@ TEST(AllocationStaysWithinConstantFactorOfIo, Kron) {
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Conv) {
-  expectConstantFactor("conv", runConv(kSmallN),
-                       runConv(kLargeN),
-                       runConv(kAwkwardN));
+  expectConstantFactorAtSizes("conv", runConv);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, FilterFir) {
   const std::vector<double> b = normalData(16, 4);
   const std::vector<double> a{1.0};
-  expectConstantFactor("Filter (16-tap FIR)", runFilter(b, a, kSmallN),
-                       runFilter(b, a, kLargeN),
-                       runFilter(b, a, kAwkwardN));
+  expectConstantFactorAtSizes("Filter (16-tap FIR)",
+                              [&](std::int32_t n) { return runFilter(b, a, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, FilterRecursive) {
   const std::vector<double> b{0.2, 0.3, 0.1};
   const std::vector<double> a{1.0, -0.4, 0.2};
-  expectConstantFactor("Filter (biquad)", runFilter(b, a, kSmallN),
-                       runFilter(b, a, kLargeN),
-                       runFilter(b, a, kAwkwardN));
+  expectConstantFactorAtSizes("Filter (biquad)",
+                              [&](std::int32_t n) { return runFilter(b, a, n); });
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Unwrap) {
-  expectConstantFactor("unwrap", runUnwrap(kSmallN),
-                       runUnwrap(kLargeN),
-                       runUnwrap(kAwkwardN));
+  expectConstantFactorAtSizes("unwrap", runUnwrap);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Poly) {
@@ -756,50 +731,35 @@ TEST(AllocationStaysWithinConstantFactorOfIo, Poly) {
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Polyval) {
-  expectConstantFactor("Polyval", runPolyval(kSmallN),
-                       runPolyval(kLargeN),
-                       runPolyval(kAwkwardN));
+  expectConstantFactorAtSizes("Polyval", runPolyval);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Polyfit) {
-  expectConstantFactor("Polyfit", runPolyfit(kSmallN), runPolyfit(kLargeN),
-                       runPolyfit(kAwkwardN), kPolyfitFactor);
+  expectConstantFactorAtSizes("Polyfit", runPolyfit, kPolyfitFactor);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, ButterworthTf) {
-  expectConstantFactor("Butterworth_TF", runButterworthTf(kSmallN),
-                       runButterworthTf(kLargeN),
-                       runButterworthTf(kAwkwardN));
+  expectConstantFactorAtSizes("Butterworth_TF", runButterworthTf);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, GetButterworthTf) {
-  expectConstantFactor("GetButterworthTF", runGetButterworthTf(kSmallN),
-                       runGetButterworthTf(kLargeN),
-                       runGetButterworthTf(kAwkwardN));
+  expectConstantFactorAtSizes("GetButterworthTF", runGetButterworthTf);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, Erfcinv) {
-  expectConstantFactor("erfcinv", runErfcinv(kSmallN),
-                       runErfcinv(kLargeN),
-                       runErfcinv(kAwkwardN));
+  expectConstantFactorAtSizes("erfcinv", runErfcinv);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, TdCtle) {
-  expectConstantFactor("td_ctle", runTdCtle(kSmallN),
-                       runTdCtle(kLargeN),
-                       runTdCtle(kAwkwardN));
+  expectConstantFactorAtSizes("td_ctle", runTdCtle);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, XtlkNoiseStep) {
-  expectConstantFactor("Get_xtlk_noise_step", runXtlkNoiseStep(kSmallN),
-                       runXtlkNoiseStep(kLargeN),
-                       runXtlkNoiseStep(kAwkwardN));
+  expectConstantFactorAtSizes("Get_xtlk_noise_step", runXtlkNoiseStep);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, FloatingDfe) {
-  expectConstantFactor("floatingDFE", runFloatingDfe(kSmallN),
-                       runFloatingDfe(kLargeN),
-                       runFloatingDfe(kAwkwardN));
+  expectConstantFactorAtSizes("floatingDFE", runFloatingDfe);
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, CursorDensity) {
@@ -819,9 +779,7 @@ TEST(AllocationStaysWithinConstantFactorOfIo, CursorDensitySorted) {
 }
 
 TEST(AllocationStaysWithinConstantFactorOfIo, WeightedHistogram) {
-  expectConstantFactor("d_cpdf", runDCpdf(kSmallN),
-                       runDCpdf(kLargeN),
-                       runDCpdf(kAwkwardN));
+  expectConstantFactorAtSizes("d_cpdf", runDCpdf);
 }
 
 }  // namespace

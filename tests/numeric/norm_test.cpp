@@ -162,7 +162,6 @@ TEST(Norm, EveryFormMatchesElementLoopBitForBit) {
   // sorted up (a rescale in every group) and down (none after the first).
   std::mt19937_64 rng(20261121);
   std::uniform_int_distribution<int> mostlyFinite(0, 3);
-  int cases = 0;
   for (int round = 0; round < 400; ++round) {
     for (int size : {0, 1, 2, 3, 4, 5, 7, 8, 9, 13, 16, 31, 64, 257, 1000}) {
       std::vector<double> x(static_cast<size_t>(size));
@@ -179,10 +178,8 @@ TEST(Norm, EveryFormMatchesElementLoopBitForBit) {
       if (cpuHasAvx()) {
         ASSERT_TRUE(sameBits(expected, scaledEuclideanNormQuads(data, size))) << size;
       }
-      ++cases;
     }
   }
-  EXPECT_EQ(cases, 400 * 15);
 }
 
 TEST(Norm, GroupedFormsAreBuiltOnThisMachine) {
