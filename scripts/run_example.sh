@@ -1,10 +1,26 @@
 #!/usr/bin/env bash
-# The main job: installs what is missing, builds the release library and runs
-# the example host program, which loads the library by name and prints the
-# results of real calls.
+# The main job: installs what is missing, builds and installs the Python
+# package into .venv (offline: Debian's numpy, no PyPI), then runs
+#   - the example host program, which loads the C library by name and
+#     prints the results of real calls;
+#   - the zefra-tdr command;
+#   - the Python example.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install_deps.sh
+jobs=$(nproc 2>/dev/null || echo 2)
+
+echo "==== Python package (.venv)"
+/usr/bin/python3 -m venv --system-site-packages .venv
+PIP_DISABLE_PIP_VERSION_CHECK=1 .venv/bin/pip install -q --no-build-isolation .
+
+echo "==== C host program"
 cmake --preset release > /dev/null
-cmake --build --preset release -j "$(nproc 2>/dev/null || echo 2)" --target zefra_host_demo Zefra_TDR_Helpers
+cmake --build --preset release -j "$jobs" --target zefra_host_demo Zefra_TDR_Helpers
 LD_LIBRARY_PATH="$PWD/build/release/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}" build/release/bin/zefra_host_demo
+
+echo "==== zefra-tdr"
+.venv/bin/zefra-tdr version
+
+echo "==== Python"
+.venv/bin/python examples/python_demo.py

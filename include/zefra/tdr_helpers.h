@@ -11,8 +11,10 @@
  *     kept between calls, and no function allocates memory that outlives
  *     the call unless its comment says so.
  *   - Arguments are not validated and there is no error channel: NaN and
- *     infinities propagate point by point.  README's behaviour table states
- *     what each function does with empty, negative or non-finite input.
+ *     infinities propagate point by point.  The page "Behaviour on unusual
+ *     input" (docs/behaviour.md, installed in share/doc/Zefra_TDR_Helpers)
+ *     states what each function does with empty, negative or non-finite
+ *     input.
  *   - Every function may be called from several threads at once, provided
  *     the buffers of concurrent calls do not overlap.
  *
@@ -405,11 +407,12 @@ ZEFRA_API double Get_xtlk_noise_step(const double *response, const double *patte
  *   maxTapWeight: largest tap magnitude
  *   mainCursor: amplitude that normalises a cursor into a tap weight
  *   reservedInt: never read
- *   tapPositionsOut: out, double[trunc(L * G)], chosen positions, ascending
+ *   tapPositionsOut: out, double[trunc(L * G)], chosen positions, ascending;
+ *       no entry when L * G is NaN or below 1, at most 2^20 entries
  *   tapWeightsOut: out, double[n], weight of the tap at position p stored
  *       at index p - 1
  *   tapLimitsOut: out, double[n], maxTapWeight at each chosen position
- * README states what happens when a search finds no window.
+ * docs/behaviour.md states what happens when a search finds no window.
  */
 ZEFRA_API void floatingDFE(const double *pulse, int32_t pulseLength, double searchStart,
                            double tapsPerGroup, double groupCount, double searchEnd,

@@ -1,9 +1,12 @@
-"""Python bindings for Zefra_TDR_Helpers.
+"""Python face of Zefra_TDR_Helpers and its channel toolkit.
 
 Zefra_TDR_Helpers is a C library of numeric routines for signal-integrity and
 time-domain-reflectometry work.  This package calls it through :mod:`ctypes`;
-the shared library is loaded on first use (see :mod:`zefra_tdr._library` for
-how it is located; set ``ZEFRA_TDR_LIB`` to its full path to choose one).
+the shared libraries are loaded on first use (``pip install`` puts them inside
+the package; see :mod:`zefra_tdr._library` for the search order, and set
+``ZEFRA_TDR_LIB`` to the full path of the library file to choose one).
+``zefra_tdr.__version__`` is the version of the loaded toolkit library, the
+project's one version number.
 
 Conventions shared by every wrapper:
 
@@ -133,3 +136,15 @@ __all__ = [
     "poly", "polyfit", "polyval", "synth_tline", "td_ctle", "unwrap",
     "xtalk_noise_step",
 ]
+
+
+def __getattr__(name: str):
+    # The version is read from the toolkit library the first time it is
+    # asked for, so that importing the package loads nothing.
+    if name == "__version__":
+        from ._library import toolkit_function
+
+        version = toolkit_function("zefra_tk_version")().decode("ascii")
+        globals()["__version__"] = version
+        return version
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -1,24 +1,33 @@
-"""Locate and load the Zefra_TDR_Helpers shared library with :mod:`ctypes`.
+"""Locate and load the shared libraries with :mod:`ctypes`.
 
-The library is looked up once, on first use, in this order:
+Two libraries are loaded, each once, on first use: Zefra_TDR_Helpers (the
+library of exports) and zefra_toolkit (the channel toolkit).  Each is looked
+up in this order:
 
-1. the environment variable ``ZEFRA_TDR_LIB``, holding the full path of the
-   library file (when it is set, nothing else is tried);
-2. the build tree of the repository this package sits in:
-   ``<repo>/build/release/lib`` first, then every other ``<repo>/build/*/lib``
-   in name order (and the matching ``bin`` directories, where CMake puts
-   Windows DLLs);
-3. the plain file name, resolved by the system loader
+1. an environment variable holding the full path of the file; when it is
+   set, nothing else is tried:
+
+   * ``ZEFRA_TDR_LIB`` for Zefra_TDR_Helpers;
+   * ``ZEFRA_TDR_TOOLKIT_LIB`` for the toolkit; when only ``ZEFRA_TDR_LIB``
+     is set, the toolkit is taken from the same folder;
+
+2. the folder ``_native`` of this package, where ``pip install`` puts the
+   libraries it builds;
+3. when the package sits in a source checkout, that checkout's build tree:
+   ``<repo>/build/release/lib`` first, then every other
+   ``<repo>/build/*/lib`` in name order (and the matching ``bin``
+   directories, where CMake puts Windows DLLs);
+4. the plain file name, resolved by the system loader
    (``LD_LIBRARY_PATH``, ``DYLD_LIBRARY_PATH``, ``PATH``, ...).
 
 If none of them can be loaded, :class:`OSError` is raised listing every
 candidate that was tried and why it failed.
 
-Every export is given its ``argtypes`` and ``restype`` from the table
-:data:`SIGNATURES`; new exports are added there.  An export listed there but
-absent from the loaded file (a build older than this package) does not stop
-the others from loading; :func:`function` raises :class:`AttributeError` for
-it.
+Every function is given its ``argtypes`` and ``restype`` from a table
+(:data:`SIGNATURES` for the exports, :data:`TOOLKIT_SIGNATURES` for the
+toolkit); new functions are added there.  A function listed there but absent
+from the loaded file (a build older than this package) does not stop the
+others from loading; :func:`function` raises :class:`AttributeError` for it.
 """
 
 from __future__ import annotations
@@ -31,30 +40,37 @@ from pathlib import Path
 
 __all__ = [
     "ENV_VAR",
-    "LIBRARY_FILE_NAME",
+    "HELPERS",
     "SIGNATURES",
+    "TOOLKIT",
+    "TOOLKIT_ENV_VAR",
+    "TOOLKIT_SIGNATURES",
+    "NativeLibrary",
     "ZefraComplex",
-    "candidate_paths",
     "function",
     "load_library",
+    "toolkit_function",
 ]
 
-#: Environment variable that names the library file explicitly.
+#: Environment variable that names the Zefra_TDR_Helpers file explicitly.
 ENV_VAR = "ZEFRA_TDR_LIB"
+#: Environment variable that names the toolkit library file explicitly.
+TOOLKIT_ENV_VAR = "ZEFRA_TDR_TOOLKIT_LIB"
 
 
-def _library_file_name(platform: str = sys.platform) -> str:
+def library_file_name(stem: str, platform: str = sys.platform) -> str:
+    """File name of the shared library built from the CMake target ``stem``."""
     if platform.startswith("win") or platform == "cygwin":
-        return "Zefra_TDR_Helpers.dll"
+        return f"{stem}.dll"
     if platform == "darwin":
-        return "libZefra_TDR_Helpers.dylib"
-    return "libZefra_TDR_Helpers.so"
+        return f"lib{stem}.dylib"
+    return f"lib{stem}.so"
 
 
-#: File name of the shared library on this platform.
-LIBRARY_FILE_NAME = _library_file_name()
-
-# <repo>/python/zefra_tdr/_library.py -> <repo>
+# Where pip puts the libraries it builds: <package>/_native.
+_PACKAGE_NATIVE_DIR = Path(__file__).resolve().parent / "_native"
+# <repo>/python/zefra_tdr/_library.py -> <repo>; only a checkout has a build
+# tree to search.
 _REPO_ROOT = Path(__file__).resolve().parent.parent.parent
 
 
@@ -185,113 +201,130 @@ SIGNATURES: dict[str, tuple[object, list[object]]] = {
     ]),
 }
 
-_lock = threading.Lock()
-_library: ctypes.CDLL | None = None
+#: The toolkit's C API (include/zefra/toolkit.h).
+TOOLKIT_SIGNATURES: dict[str, tuple[object, list[object]]] = {
+    "zefra_tk_version": (ctypes.c_char_p, []),
+}
 
 
-def _build_tree_candidates(repo_root: Path, file_name: str) -> list[Path]:
+def _build_tree_dirs(repo_root: Path) -> list[Path]:
+    if not (repo_root / "CMakeLists.txt").is_file():
+        return []
     build = repo_root / "build"
     preferred = build / "release"
     others: list[Path] = []
     if build.is_dir():
         others = sorted(p for p in build.iterdir() if p.is_dir() and p != preferred)
-    candidates: list[Path] = []
-    for tree in [preferred, *others]:
-        for sub in ("lib", "bin"):
-            candidates.append(tree / sub / file_name)
-    return candidates
+    return [tree / sub for tree in [preferred, *others] for sub in ("lib", "bin")]
 
 
-def candidate_paths() -> list[str]:
-    """Return, in search order, the names :func:`load_library` would try."""
-    explicit = os.environ.get(ENV_VAR)
-    if explicit:
-        return [explicit]
-    names = [
-        str(p) for p in _build_tree_candidates(_REPO_ROOT, LIBRARY_FILE_NAME) if p.is_file()
-    ]
-    names.append(LIBRARY_FILE_NAME)
-    return names
+class NativeLibrary:
+    """One shared library: where to find it, how to declare its functions,
+    loaded once on first use (thread-safe)."""
 
+    def __init__(self, stem: str, env_var: str, signatures: dict, beside: str | None = None):
+        self.stem = stem
+        self.env_var = env_var
+        self.signatures = signatures
+        # Environment variable of another library whose folder holds this one.
+        self.beside = beside
+        self._lock = threading.Lock()
+        self._handle: ctypes.CDLL | None = None
 
-def _declare(lib: ctypes.CDLL) -> None:
-    # An export missing from an older build is skipped here, so the exports
-    # that do exist stay usable; function() reports the missing one.
-    for name, (restype, argtypes) in SIGNATURES.items():
-        try:
-            fn = getattr(lib, name)
-        except AttributeError:
-            continue
-        fn.restype = restype
-        fn.argtypes = argtypes
+    @property
+    def file_name(self) -> str:
+        return library_file_name(self.stem)
 
+    def _explicit(self) -> str | None:
+        path = os.environ.get(self.env_var)
+        if path:
+            return path
+        if self.beside and os.environ.get(self.beside):
+            return str(Path(os.environ[self.beside]).parent / self.file_name)
+        return None
 
-def _load() -> ctypes.CDLL:
-    explicit = os.environ.get(ENV_VAR)
-    tried: list[str] = []
-    if explicit:
-        try:
-            lib = ctypes.CDLL(explicit)
-        except OSError as exc:
-            raise OSError(
-                f"cannot load the Zefra_TDR_Helpers library named by {ENV_VAR}="
-                f"{explicit!r}: {exc}"
-            ) from exc
-        _declare(lib)
-        return lib
+    def candidate_paths(self) -> list[str]:
+        """Return, in search order, the names :meth:`load` would try."""
+        explicit = self._explicit()
+        if explicit:
+            return [explicit]
+        folders = [_PACKAGE_NATIVE_DIR, *_build_tree_dirs(_REPO_ROOT)]
+        names = [str(d / self.file_name) for d in folders if (d / self.file_name).is_file()]
+        names.append(self.file_name)
+        return names
 
-    for path in _build_tree_candidates(_REPO_ROOT, LIBRARY_FILE_NAME):
-        if not path.is_file():
-            tried.append(f"{path} (not found)")
-            continue
-        try:
-            lib = ctypes.CDLL(str(path))
-        except OSError as exc:
-            tried.append(f"{path} ({exc})")
-            continue
-        _declare(lib)
-        return lib
+    def _declare(self, lib) -> None:
+        # A function missing from an older build is skipped here, so the
+        # ones that do exist stay usable; function() reports the missing one.
+        for name, (restype, argtypes) in self.signatures.items():
+            try:
+                fn = getattr(lib, name)
+            except AttributeError:
+                continue
+            fn.restype = restype
+            fn.argtypes = argtypes
 
-    try:
-        lib = ctypes.CDLL(LIBRARY_FILE_NAME)
-    except OSError as exc:
-        tried.append(f"{LIBRARY_FILE_NAME} via the system loader ({exc})")
+    def _load(self) -> ctypes.CDLL:
+        explicit = self._explicit()
+        if explicit:
+            try:
+                lib = ctypes.CDLL(explicit)
+            except OSError as exc:
+                via = self.env_var if os.environ.get(self.env_var) else f"the folder of {self.beside}"
+                raise OSError(f"cannot load the {self.stem} library {explicit!r} (named by "
+                              f"{via}): {exc}") from exc
+            self._declare(lib)
+            return lib
+        tried: list[str] = []
+        for path in self.candidate_paths():
+            try:
+                lib = ctypes.CDLL(path)
+            except OSError as exc:
+                where = "via the system loader" if path == self.file_name else ""
+                tried.append(f"{path} {where}({exc})")
+                continue
+            self._declare(lib)
+            return lib
+        searched = [str(_PACKAGE_NATIVE_DIR), *map(str, _build_tree_dirs(_REPO_ROOT))]
         raise OSError(
-            "cannot find the Zefra_TDR_Helpers shared library. Set "
-            f"{ENV_VAR} to the full path of {LIBRARY_FILE_NAME}, or build it "
-            "with 'cmake --build --preset release'. Tried:\n  " + "\n  ".join(tried)
-        ) from exc
-    _declare(lib)
-    return lib
+            f"cannot find the {self.stem} shared library. Install the package with "
+            f"'pip install --no-build-isolation <checkout>', set {self.env_var} to the full "
+            f"path of {self.file_name}, or build it with 'cmake --build --preset release'. "
+            "Searched: " + ", ".join(searched) + ". Tried:\n  " + "\n  ".join(tried))
+
+    def load(self) -> ctypes.CDLL:
+        """Return the loaded library, loading it on the first call.
+
+        Raises
+        ------
+        OSError
+            If the library cannot be found or loaded; the message lists every
+            candidate tried.
+        """
+        if self._handle is None:
+            with self._lock:
+                if self._handle is None:
+                    self._handle = self._load()
+        return self._handle
+
+    def function(self, name: str):
+        """Return the function ``name`` of the library, with its prototype set."""
+        if name not in self.signatures:
+            raise KeyError(f"no prototype declared for {self.stem} function {name!r}")
+        lib = self.load()
+        try:
+            return getattr(lib, name)
+        except AttributeError:
+            raise AttributeError(
+                f"the loaded library {lib._name!r} has no function {name!r}; it was "
+                "built from older sources (rebuild it, or reinstall the package)"
+            ) from None
 
 
-def load_library() -> ctypes.CDLL:
-    """Return the loaded library, loading it on the first call.
+#: The library of exports and the toolkit library.
+HELPERS = NativeLibrary("Zefra_TDR_Helpers", ENV_VAR, SIGNATURES)
+TOOLKIT = NativeLibrary("zefra_toolkit", TOOLKIT_ENV_VAR, TOOLKIT_SIGNATURES, beside=ENV_VAR)
 
-    Raises
-    ------
-    OSError
-        If the library cannot be found or loaded; the message lists every
-        candidate tried.
-    """
-    global _library
-    if _library is None:
-        with _lock:
-            if _library is None:
-                _library = _load()
-    return _library
-
-
-def function(name: str):
-    """Return the export ``name`` of the library, with its prototype set."""
-    if name not in SIGNATURES:
-        raise KeyError(f"no prototype declared for export {name!r}")
-    lib = load_library()
-    try:
-        return getattr(lib, name)
-    except AttributeError:
-        raise AttributeError(
-            f"the loaded library {lib._name!r} has no export {name!r}; it was "
-            "built from older sources (rebuild it with "
-            "'cmake --build --preset release')"
-        ) from None
+load_library = HELPERS.load
+function = HELPERS.function
+toolkit_function = TOOLKIT.function

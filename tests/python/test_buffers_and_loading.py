@@ -1,10 +1,8 @@
-"""Input conversion, caller-buffer safety and library loading."""
+"""Input conversion, caller-buffer safety and the declared prototypes."""
 
 from __future__ import annotations
 
 import ctypes
-import os
-from pathlib import Path
 
 import numpy as np
 import pytest
@@ -13,7 +11,6 @@ import zefra_tdr
 from zefra_tdr import _buffers, _library
 
 WRAPPERS = [zefra_tdr.median, zefra_tdr.eval_std, zefra_tdr.norm]
-REPO_ROOT = Path(__file__).resolve().parents[2]
 
 
 def test_package_exports():
@@ -105,12 +102,6 @@ def test_complex_input_to_a_real_routine_is_rejected():
         zefra_tdr.norm(np.array([1 + 1j]))
 
 
-def test_library_file_name_per_platform():
-    assert _library._library_file_name("linux") == "libZefra_TDR_Helpers.so"
-    assert _library._library_file_name("win32") == "Zefra_TDR_Helpers.dll"
-    assert _library._library_file_name("darwin") == "libZefra_TDR_Helpers.dylib"
-
-
 def test_prototypes_are_declared():
     for name in ("median", "Eval_std", "norm"):
         fn = _library.function(name)
@@ -132,60 +123,3 @@ def test_channel_prototypes_are_declared():
         fn = _library.function(name)
         assert fn.restype is None
         assert fn.argtypes == argtypes
-
-
-def test_an_export_missing_from_an_older_build_fails_only_when_used(monkeypatch):
-    class OlderBuild:
-        _name = "older/libZefra_TDR_Helpers.so"
-
-        def __init__(self):
-            self.median = ctypes.CFUNCTYPE(ctypes.c_double)(lambda: 0.0)
-
-    lib = OlderBuild()
-    _library._declare(lib)  # skips what the file lacks
-    assert lib.median.restype is ctypes.c_double
-    monkeypatch.setattr(_library, "_library", lib)
-    assert _library.function("median") is lib.median
-    with pytest.raises(AttributeError, match="synth_tline"):
-        _library.function("synth_tline")
-
-
-def test_env_var_naming_a_missing_file_gives_a_clear_error(monkeypatch, tmp_path):
-    missing = tmp_path / "nowhere" / _library.LIBRARY_FILE_NAME
-    monkeypatch.setenv(_library.ENV_VAR, str(missing))
-    with pytest.raises(OSError) as info:
-        _library._load()
-    assert _library.ENV_VAR in str(info.value) and str(missing) in str(info.value)
-
-
-def test_missing_library_error_lists_what_was_tried(monkeypatch, tmp_path):
-    monkeypatch.delenv(_library.ENV_VAR, raising=False)
-    monkeypatch.setattr(_library, "_REPO_ROOT", tmp_path)
-    monkeypatch.setattr(_library, "LIBRARY_FILE_NAME", "libZefra_TDR_Helpers_absent.so")
-    with pytest.raises(OSError) as info:
-        _library._load()
-    message = str(info.value)
-    assert _library.ENV_VAR in message
-    assert str(tmp_path / "build" / "release" / "lib") in message
-    assert "system loader" in message
-
-
-def test_build_tree_is_searched_release_first(monkeypatch, tmp_path):
-    monkeypatch.delenv(_library.ENV_VAR, raising=False)
-    name = _library.LIBRARY_FILE_NAME
-    for tree in ("debug", "release", "asan"):
-        (tmp_path / "build" / tree / "lib").mkdir(parents=True)
-        (tmp_path / "build" / tree / "lib" / name).write_bytes(b"")
-    monkeypatch.setattr(_library, "_REPO_ROOT", tmp_path)
-    found = [p for p in _library.candidate_paths() if os.path.isabs(p)]
-    assert found == [str(tmp_path / "build" / t / "lib" / name)
-                     for t in ("release", "asan", "debug")]
-
-
-def test_repository_build_is_found_without_env_var(monkeypatch):
-    built = REPO_ROOT / "build" / "release" / "lib" / _library.LIBRARY_FILE_NAME
-    if not built.is_file():
-        pytest.skip("no release build in this checkout")
-    monkeypatch.delenv(_library.ENV_VAR, raising=False)
-    lib = _library._load()
-    assert Path(lib._name) == built

@@ -41,8 +41,9 @@ typedef struct zefra_sparam_complex {
  *   fOut: in, double[nOut], Hz
  *   nOut: number of output points
  *   sOut: out, complex[nOut]
- * README of the library describes the method and the policy outside the
- * input band and for invalid grids.  Never reads or writes outside the
+ * The page docs/interp_sparam.md (installed in share/doc/Zefra_TDR_Helpers)
+ * describes the method and the policy outside the input band and for
+ * invalid grids.  Never reads or writes outside the
  * buffers; keeps no pointer after it returns.
  * In short: inside the band, linear interpolation of the trace with its
  * bulk delay (from the end points of the unwrapped phase) removed, the

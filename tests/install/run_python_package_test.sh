@@ -1,0 +1,95 @@
+#!/usr/bin/env bash
+# The Python package as a user gets it, offline: from a copy of the checkout
+# (its tracked and untracked, not ignored files, as a clean clone has them),
+#   1. `pip install --no-build-isolation .` into a venv that sees Debian's
+#      numpy, then, from /, the version, a call, the console script and the
+#      whole Python test suite against the installed package;
+#   2. `pip wheel` gives a wheel with the same content;
+#   3. an editable install uses the checkout's sources and libraries.
+#
+# usage: run_python_package_test.sh PYTHON SOURCE_DIR VERSION
+set -euo pipefail
+python=$1
+source_dir=$2
+version=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export PIP_NO_INDEX=1 PIP_DISABLE_PIP_VERSION_CHECK=1 PYTHONDONTWRITEBYTECODE=1
+unset ZEFRA_TDR_LIB ZEFRA_TDR_TOOLKIT_LIB PYTHONPATH
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+"$python" - "$source_dir" "$work/src" <<'PY'
+import shutil, subprocess, sys
+from pathlib import Path
+src, dst = Path(sys.argv[1]), Path(sys.argv[2])
+names = subprocess.run(["git", "-C", str(src), "ls-files", "-z", "--cached", "--others",
+                        "--exclude-standard"], check=True, capture_output=True).stdout
+for name in filter(None, names.decode().split("\0")):
+    if (src / name).is_file():
+        (dst / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(src / name, dst / name)
+PY
+
+echo "== pip install --no-build-isolation ."
+"$python" -m venv --system-site-packages "$work/venv"
+(cd "$work/src" && "$work/venv/bin/pip" install -q --no-build-isolation .)
+cd /
+out=$("$work/venv/bin/python" -c \
+  "import zefra_tdr as z; print(z.__version__, z.median([3.0,1.0,2.0]))")
+[ "$out" = "$version 2.0" ] || fail "version and median printed '$out'"
+"$work/venv/bin/python" - "$version" "$work/venv" <<'PY'
+import importlib.metadata, json, subprocess, sys
+import zefra_tdr
+version, venv = sys.argv[1], sys.argv[2]
+assert importlib.metadata.version("zefra-tdr") == version == zefra_tdr.__version__
+assert zefra_tdr.__file__.startswith(venv), zefra_tdr.__file__
+info = json.loads(subprocess.run([f"{venv}/bin/zefra-tdr", "version", "--json"],
+                                 check=True, capture_output=True, text=True).stdout)
+assert info["version"] == version, info
+for key in ("toolkit_library", "helpers_library"):
+    assert info[key].startswith(venv) and "/zefra_tdr/_native/" in info[key], info
+PY
+[ "$("$work/venv/bin/zefra-tdr" --version)" = "zefra-tdr $version" ] || fail "zefra-tdr --version"
+set +e
+"$work/venv/bin/zefra-tdr" > /dev/null 2>&1
+no_command=$?
+ZEFRA_TDR_LIB=/nonexistent/libZefra_TDR_Helpers.so "$work/venv/bin/zefra-tdr" version \
+  > "$work/out.txt" 2> "$work/err.txt"
+bad_library=$?
+set -e
+[ "$no_command" -eq 2 ] || fail "zefra-tdr without a command exited $no_command, not 2"
+[ "$bad_library" -eq 2 ] || fail "a library that cannot be loaded exited $bad_library, not 2"
+[ "$(wc -l < "$work/err.txt")" -eq 1 ] || fail "the error is not one line: $(cat "$work/err.txt")"
+grep -q "ZEFRA_TDR_LIB" "$work/err.txt" || fail "the error does not name ZEFRA_TDR_LIB"
+
+echo "== the Python test suite against the installed package"
+"$work/venv/bin/python" -m pytest -q -p no:cacheprovider "$source_dir/tests/python"
+
+echo "== pip wheel"
+(cd "$work/src" && "$work/venv/bin/pip" wheel -q --no-build-isolation --no-deps . -w "$work/dist")
+"$python" - "$work/dist" <<'PY'
+import sys, zipfile
+from pathlib import Path
+wheels = list(Path(sys.argv[1]).glob("zefra_tdr-*-py3-none-*.whl"))
+assert len(wheels) == 1, wheels
+names = set(zipfile.ZipFile(wheels[0]).namelist())
+for lib in ("libZefra_TDR_Helpers.so", "libinterp_Sparam.so", "libzefra_toolkit.so"):
+    assert f"zefra_tdr/_native/{lib}" in names, (lib, sorted(names))
+assert "zefra_tdr/cli.py" in names
+assert any(n.endswith("entry_points.txt") for n in names)
+PY
+
+echo "== editable install"
+"$python" -m venv --system-site-packages "$work/dev"
+(cd "$work/src" && "$work/dev/bin/pip" install -q --no-build-isolation -e .)
+"$work/dev/bin/python" - "$work/src" <<'PY'
+import sys
+import zefra_tdr
+from zefra_tdr import _library
+src = sys.argv[1]
+assert zefra_tdr.__file__.startswith(f"{src}/python/zefra_tdr/"), zefra_tdr.__file__
+assert _library.HELPERS.load()._name.startswith(f"{src}/python/zefra_tdr/_native/")
+assert zefra_tdr.median([4.0, 1.0, 3.0, 2.0]) == 2.5
+PY
+echo "package installed, built as a wheel and installed editable: version $version"
