@@ -3,8 +3,13 @@
 
 Usage (after ``cmake --build --preset release``)::
 
-    /usr/bin/python3 bench/compare.py            # full run, writes bench/RESULTS.md
-    /usr/bin/python3 bench/compare.py --quick    # smaller sizes, prints only
+    /usr/bin/python3 bench/compare.py                 # full run, updates docs/performance.md
+    /usr/bin/python3 bench/compare.py --quick         # smaller sizes, prints only
+    /usr/bin/python3 bench/compare.py --output F.md   # writes a standalone file F.md instead
+
+A full run rewrites only the generated part of ``docs/performance.md``, the
+text between the lines ``<!-- compare.py: begin -->`` and
+``<!-- compare.py: end -->``; the hand-written rest of the page is kept.
 
 Each export is called through its C interface with ctypes: the prototypes
 come from ``python/zefra_tdr/_library.py`` (``SIGNATURES``) and every
@@ -818,17 +823,65 @@ def machine_summary():
     return parts
 
 
+#: The page whose generated part a full run rewrites, and the marker lines
+#: that delimit that part.
+PAGE = REPO / "docs" / "performance.md"
+BEGIN_MARKER = "<!-- compare.py: begin -->"
+END_MARKER = "<!-- compare.py: end -->"
+
+
+def shift_headings(lines, by: int):
+    """Markdown lines with every heading (outside code fences) ``by`` levels deeper."""
+    out, fenced = [], False
+    for line in lines:
+        if line.startswith("```"):
+            fenced = not fenced
+        elif not fenced and line.startswith("#"):
+            line = "#" * by + line
+        out.append(line)
+    return out
+
+
+def replace_generated(page: str, generated: str) -> str:
+    """``page`` with the text between its two marker lines replaced by ``generated``.
+
+    Everything up to and including the begin marker line and everything from
+    the end marker line on is kept as it is.  Raises ValueError unless each
+    marker stands on a line of its own exactly once, begin before end (the
+    page may name the markers inside other lines).
+    """
+    lines = page.split("\n")
+    begins = [i for i, ln in enumerate(lines) if ln.strip() == BEGIN_MARKER]
+    ends = [i for i, ln in enumerate(lines) if ln.strip() == END_MARKER]
+    if len(begins) != 1 or len(ends) != 1 or begins[0] > ends[0]:
+        raise ValueError(f"expected one line {BEGIN_MARKER!r} followed by one line "
+                         f"{END_MARKER!r}")
+    body = generated.strip("\n").split("\n")
+    return "\n".join(lines[:begins[0] + 1] + [""] + body + [""] + lines[ends[0]:])
+
+
+def write_into_page(path: Path, generated: str) -> None:
+    """Rewrites the generated part of the page at ``path`` (see replace_generated)."""
+    path.write_text(replace_generated(path.read_text(), generated))
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     ap.add_argument("--quick", action="store_true",
                     help="sizes divided by 10, 3 samples; prints only (unless --output)")
     ap.add_argument("--reps", type=int, default=None, help="samples per timing (default 7)")
     ap.add_argument("--output", default=None,
-                    help="markdown file to write (default bench/RESULTS.md for a full run)")
-    ap.add_argument("--filter", default=None, help="only exports whose name contains this")
+                    help="standalone markdown file to write; without it a full run rewrites "
+                         "the generated part of docs/performance.md")
+    ap.add_argument("--filter", default=None,
+                    help="only exports whose name contains this; prints only (unless --output)")
     args = ap.parse_args()
     reps = args.reps or (3 if args.quick else 7)
-    output = args.output or (None if args.quick else str(REPO / "bench" / "RESULTS.md"))
+    output = args.output
+    # Only a full run of every export replaces the page's generated part.
+    update_page = output is None and not args.quick and not args.filter
+    if update_page:
+        replace_generated(PAGE.read_text(), "")  # fail now, not after the run
 
     path = library_path()
     lib, missing = load_library(path)
@@ -898,7 +951,7 @@ def main():
             print("  " + f)
     print(f"\ntotal time {elapsed:.0f} s")
 
-    if output:
+    if output or update_page:
         cmdline = "/usr/bin/python3 bench/compare.py" + (" " + " ".join(sys.argv[1:])
                                                         if sys.argv[1:] else "")
         acc_t = next((r.ref for r in rows if r.kind.startswith("dep-add") and r.large
@@ -988,8 +1041,14 @@ def main():
             "",
             *target_md,
         ]
-        Path(output).write_text("\n".join(md) + "\n")
-        print(f"wrote {output}")
+        if output:
+            Path(output).write_text("\n".join(md) + "\n")
+            print(f"wrote {output}")
+        else:
+            # Inside the page the report is one section: every heading one
+            # level deeper.
+            write_into_page(PAGE, "\n".join(shift_headings(md, 1)))
+            print(f"rewrote the generated part of {os.path.relpath(PAGE, REPO)}")
 
 
 if __name__ == "__main__":

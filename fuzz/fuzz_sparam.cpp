@@ -67,8 +67,9 @@ bool usableGrid(const InBuf<double>& f) {
   for (int32_t i = 1; i < n; ++i) {
     if (!(f[static_cast<size_t>(i)] > f[static_cast<size_t>(i - 1)])) return false;
   }
-  // A grid whose span f[n-1] - f[0] overflows is unusable too (README): the
-  // delay estimate and the interval weights divide by that span.
+  // A grid whose span f[n-1] - f[0] overflows is unusable too
+  // (docs/interp_sparam.md): the delay estimate and the interval weights
+  // divide by that span.
   return std::isfinite(f[static_cast<size_t>(n - 1)] - f[0]);
 }
 

@@ -93,10 +93,10 @@ inline bool isZero(const zefra_complex& c) { return c.re == 0.0 && c.im == 0.0; 
 
 // ---- Input decoding -------------------------------------------------------
 
-// README: a buffer whose count is 0 or negative is never read or written,
-// so it may be null.  Empty input buffers are passed as null for about half
-// of the inputs (bit 6 of the last byte), as zero-length allocations
-// otherwise.
+// docs/behaviour.md: a buffer whose count is 0 or negative is never read or
+// written, so it may be null.  Empty input buffers are passed as null for
+// about half of the inputs (bit 6 of the last byte), as zero-length
+// allocations otherwise.
 inline bool& nullForEmpty() {
   static bool value = false;
   return value;

@@ -44,7 +44,7 @@ void run(Input& in, bool invalid) {
   // Fewer than about 3.5 unit intervals of pattern sum no term.
   const float q = std::roundf(static_cast<float>(static_cast<double>(std::max(patternLength, 0)) /
                                                  static_cast<double>(std::max(p, 1))));
-  // README: an empty pattern or response gives 0.0 (a^2 * 0).
+  // docs/behaviour.md: an empty pattern or response gives 0.0 (a^2 * 0).
   const bool noTerm = p < 1 || patternLength <= 0 || !(static_cast<double>(q) - 3.0 > 0.0);
   if (noTerm && !sameBits(r, zero)) {
     fail("Get_xtlk_noise_step: (response %d, pattern %d, P %d, a %a) must give a^2 * 0.0 = %a, "
