@@ -122,6 +122,9 @@ int64_t firstStepWhere(int64_t steps, Predicate predicate) {
 // decreases as k grows, so they form one contiguous span, found by
 // bisection.  A NaN base meets no index.
 StepSpan stepsInside(double base, int64_t steps, int64_t n) {
+  if (n <= 0) {
+    return StepSpan{0, 0};  // (-1, 0) holds positions, but no index of an empty array
+  }
   const double upper = static_cast<double>(n);
   const int64_t first = firstStepWhere(
       steps, [base](int64_t k) { return base + static_cast<double>(k) > -1.0; });
@@ -297,7 +300,10 @@ GroupWeights applyTapGroup(double* residual, double* available, int64_t n, doubl
 // Writes the group's block p, p + 1, ..., p + L - 1 into `positions` from
 // index trunc(blockStart) on, as far as `positions` reaches.
 void writePositionBlock(std::vector<double>& positions, double blockStart, double p, double L) {
-  if (!(blockStart > -1.0 && blockStart < static_cast<double>(positions.size()))) {
+  // trunc(blockStart) must index `positions`: a start in (-1, 0) truncates
+  // to 0, which an empty list does not have.
+  if (positions.empty() ||
+      !(blockStart > -1.0 && blockStart < static_cast<double>(positions.size()))) {
     return;
   }
   const auto at = static_cast<int64_t>(blockStart);

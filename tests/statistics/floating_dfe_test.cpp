@@ -570,6 +570,42 @@ TEST(FloatingDfeInvalidInput, EmptyOrNegativeLengthPulseGivesEmptyRows) {
   }
 }
 
+TEST(FloatingDfeInvalidInput, EmptyPulseReadsNoCursorAtAPositionJustBelowZero) {
+  // Every search fails at searchStart - 1 = -4/3, so the taps of each group
+  // sit at -4/3, -1/3 and 2/3; -1/3 truncates to index 0, which an empty
+  // pulse does not have: that tap reads 0.0 like any position outside.
+  const std::vector<double> none = {0.0};
+  Args args;
+  args.searchStart = -1.0 / 3.0;
+  args.tapsPerGroup = 3.0;
+  args.groupCount = 3.0;
+  args.searchEnd = kQuietNaN;
+  args.maxTapWeight = 0.5;
+  args.mainCursor = 9.0;
+  const double p = args.searchStart - 1.0;
+  const Placement r = place(none, args, 0);
+  EXPECT_TRUE(sameValues({p, p, p, p + 1.0, p + 1.0, p + 1.0, p + 2.0, p + 2.0, p + 2.0},
+                         r.positions));
+  EXPECT_TRUE(r.weights.empty());
+  EXPECT_TRUE(r.limits.empty());
+}
+
+TEST(FloatingDfeInvalidInput, FractionalNegativeTapsPerGroupWritesNoPositionInAnyGroup) {
+  // -1 < L < 0: L * G < 0 gives no position, yet the block of group g
+  // starts at g * L, inside (-1, 0), which truncates to index 0 of the empty
+  // position list: nothing may be written there.
+  Args args;
+  args.tapsPerGroup = -0.5;
+  for (const double groups : {1.0, 2.0, 7.5}) {
+    args.groupCount = groups;
+    const Placement r = place(kExamplePulse, args);
+    EXPECT_TRUE(r.positions.empty()) << groups;
+    EXPECT_TRUE(sameValues({0.0, 0.0, 0.0, 0.0}, r.weights)) << groups;
+    EXPECT_TRUE(sameValues({0.0, 0.0, 0.0, 0.0}, r.limits)) << groups;
+    EXPECT_TRUE(sameValues(kExamplePulse, r.residual)) << groups;
+  }
+}
+
 TEST(FloatingDfeInvalidInput, HugeGroupCountIsBoundedByTheTapPositionCap) {
   // trunc(1 * G) is capped at 2^20 positions, and as many groups run.  After
   // three groups [1, 3] is exhausted and every further group fails at 0.
