@@ -30,6 +30,7 @@ from ._buffers import (
     check_count,
     count_of,
     double_ptr,
+    int32_scalar,
     new_double_output,
 )
 from ._library import function
@@ -45,18 +46,7 @@ __all__ = [
 #: cursor densities, all points for :func:`cpdf`) may span.
 MAX_BINS = 2000
 
-_INT32_MIN = -(2**31)
 _c_double_p = ctypes.POINTER(ctypes.c_double)
-
-
-def _int32_scalar(v, name: str) -> ctypes.c_int32:
-    """Signed 32-bit integer argument (negative values allowed)."""
-    if isinstance(v, (bool, np.bool_)) or not isinstance(v, (int, np.integer)):
-        raise TypeError(f"{name} must be an integer, got {type(v).__name__}")
-    v = int(v)
-    if v < _INT32_MIN or v > INT32_MAX:
-        raise ValueError(f"{name} = {v} does not fit a signed 32-bit integer")
-    return ctypes.c_int32(v)
 
 
 def _take_library_array(ptr, count: int) -> np.ndarray:
@@ -68,7 +58,7 @@ def _take_library_array(ptr, count: int) -> np.ndarray:
 
 def _cursor_density(export: str, signal, level_count, bin_width):
     arr = as_double_vector(signal, "signal")
-    levels = _int32_scalar(level_count, "level_count")
+    levels = int32_scalar(level_count, "level_count")
     width = ctypes.c_double(float(bin_width))
     offset = ctypes.c_double(math.nan)  # stays NaN when the library does not write it
     count = ctypes.c_int32(0)

@@ -11,31 +11,16 @@ from __future__ import annotations
 import ctypes
 import math
 
-import numpy as np
-
 from ._buffers import (
-    INT32_MAX,
     as_double_vector,
     count_of,
     double_ptr,
+    int32_scalar,
     new_double_output,
 )
 from ._library import function
 
 __all__ = ["MAX_TAP_POSITIONS", "floating_dfe", "td_ctle", "xtalk_noise_step"]
-
-_INT32_MIN = -(2**31)
-
-
-def _int32_scalar(v, name: str) -> ctypes.c_int32:
-    """Signed 32-bit integer argument (negative values allowed)."""
-    if isinstance(v, (bool, np.bool_)) or not isinstance(v, (int, np.integer)):
-        raise TypeError(f"{name} must be an integer, got {type(v).__name__}")
-    v = int(v)
-    if v < _INT32_MIN or v > INT32_MAX:
-        raise ValueError(f"{name} = {v} does not fit a signed 32-bit integer")
-    return ctypes.c_int32(v)
-
 
 def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
             rate_multiplier=1.0):
@@ -149,7 +134,7 @@ def xtalk_noise_step(response, pattern, *, samples_per_ui, amplitude) -> float:
     return float(function("Get_xtlk_noise_step")(
         double_ptr(r), double_ptr(p),
         count_of(r, "response"), count_of(p, "pattern"),
-        _int32_scalar(samples_per_ui, "samples_per_ui"), float(amplitude),
+        int32_scalar(samples_per_ui, "samples_per_ui"), float(amplitude),
     ))
 
 
