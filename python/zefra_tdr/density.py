@@ -54,7 +54,12 @@ _c_double_p = ctypes.POINTER(ctypes.c_double)
 
 
 def _take_library_array(ptr, count: int) -> np.ndarray:
-    """Copy ``count`` doubles from a library-allocated array."""
+    """Copy ``count`` doubles from a library-allocated array.
+
+    The cursor-density exports allocate each array with exactly
+    ``max(countOut, 0)`` doubles and report ``countOut``, so copying that
+    many reads nothing past the allocation.
+    """
     if count <= 0 or not ptr:
         return np.zeros(0, dtype=np.float64)
     return np.ctypeslib.as_array(ptr, shape=(count,)).copy()

@@ -10,6 +10,7 @@ from __future__ import annotations
 
 import ctypes
 import math
+from fractions import Fraction
 
 from ._buffers import (
     as_double_vector,
@@ -143,15 +144,38 @@ def xtalk_noise_step(response, pattern, *, samples_per_ui, amplitude) -> float:
 MAX_TAP_POSITIONS = 2**20
 
 
-def _position_count(taps_per_group: float, group_count: float) -> int:
-    """trunc(L * G); 0 for a NaN product or one below 1; capped like the
-    library at MAX_TAP_POSITIONS."""
-    product = float(taps_per_group) * float(group_count)
+def _position_count(taps: float, groups: float) -> int:
+    """The library's position count: trunc(L * G) of the double product; 0
+    for a NaN product or one below 1; capped at MAX_TAP_POSITIONS."""
+    product = taps * groups
     if not product >= 1.0:
         return 0
     if product >= MAX_TAP_POSITIONS:
         return MAX_TAP_POSITIONS
     return math.trunc(product)
+
+
+def _position_bound(taps: float, groups: float) -> int:
+    """An upper bound on :func:`_position_count` formed without floating
+    point.
+
+    The double product is the exact product ``P`` rounded to nearest:
+    ``fl(P) <= P (1 + 2**-53)`` when it is normal, below 1 when it is
+    subnormal, and infinite (the cap) when ``P`` exceeds the largest double.
+    So ``trunc(fl(P)) <= floor(P (1 + 2**-52))``, and ``P <= 0`` gives no
+    position.  Infinite factors: ``inf * 0`` is NaN (none), otherwise the
+    product is infinite with the sign of ``P`` (the cap, or none).
+    """
+    if math.isnan(taps) or math.isnan(groups):
+        return 0
+    if math.isinf(taps) or math.isinf(groups):
+        if taps == 0.0 or groups == 0.0 or (taps > 0.0) != (groups > 0.0):
+            return 0
+        return MAX_TAP_POSITIONS
+    exact = Fraction(taps) * Fraction(groups)
+    if exact <= 0:
+        return 0
+    return min(MAX_TAP_POSITIONS, math.floor(exact * (1 + Fraction(1, 2**52))))
 
 
 def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end,
@@ -226,14 +250,26 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     """
     arr = as_double_vector(pulse, "pulse")
     n = arr.shape[0]
-    positions = new_double_output(_position_count(taps_per_group, group_count))
+    taps, groups = float(taps_per_group), float(group_count)
+    # The library writes trunc(L * G) positions (capped) without knowing the
+    # buffer's length: the buffer is sized from a bound formed in integers,
+    # and exactly the positions written are returned.  Weights and limits
+    # have one value per pulse sample.
+    written = _position_count(taps, groups)
+    size = _position_bound(taps, groups)
+    if written > size:
+        raise RuntimeError(  # cannot happen: _position_bound proves the bound
+            f"{written} tap positions would not fit the {size} allocated")
+    positions = new_double_output(size)
     weights = new_double_output(n, "len(pulse)")
     limits = new_double_output(n, "len(pulse)")
     function("floatingDFE")(
         double_ptr(arr), count_of(arr, "pulse"),
-        float(search_start), float(taps_per_group), float(group_count),
+        float(search_start), taps, groups,
         float(search_end), float(max_tap_weight), float(main_cursor),
         ctypes.c_int32(0),
         double_ptr(positions), double_ptr(weights), double_ptr(limits),
     )
+    if written < size:
+        positions = positions[:written].copy()
     return positions, weights, limits

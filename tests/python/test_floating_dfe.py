@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import ctypes
 import math
+from fractions import Fraction
 
 import numpy as np
 import pytest
@@ -175,6 +176,20 @@ def test_position_count_rules():
     positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=1,
                                              group_count=2.0**20 - 1, **base)
     assert positions.shape == (cap - 1,)
+
+
+def test_position_count_is_that_of_the_rounded_product():
+    pulse = [0.0, 0.5, 0.2, 0.1, 0.05]
+    base = dict(search_start=1, search_end=4, main_cursor=1.0, max_tap_weight=0.3)
+    # 3 * fl(1/3) is just below 1 exactly but rounds to 1.0: one position.
+    assert Fraction(3) * Fraction(1 / 3) < 1
+    positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=3.0,
+                                             group_count=1 / 3, **base)
+    assert positions.tolist() == [0.0]
+    # (1 - 2**-53) * 8 is a double just below 8: seven positions.
+    positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=1.0 - 2.0**-53,
+                                             group_count=8.0, **base)
+    assert positions.shape == (7,)
 
 
 @pytest.mark.parametrize("taps, groups", [(1, 1), (2, 1), (1, 3), (3, 2)])
