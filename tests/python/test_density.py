@@ -711,6 +711,8 @@ def test_cpdf_leaves_inputs_unchanged():
     assert np.array_equal(points, p0) and np.array_equal(weights, w0)
     with pytest.raises(ValueError):
         zefra_tdr.cpdf(points, weights, bin_width=0.1, out_count=-1)
+    with pytest.raises(ValueError):
+        zefra_tdr.cpdf(points, weights, bin_width=0.1, out_count=2**31)
     with pytest.raises(TypeError):
         zefra_tdr.cpdf(points, weights, bin_width=0.1, out_count=1.5)
 
