@@ -6,6 +6,7 @@ packages=(
   cmake make g++ gcc pkg-config binutils valgrind
   libgtest-dev libbenchmark-dev
   python3 python3-numpy python3-scipy python3-pytest
+  python3-hypothesis
   g++-mingw-w64-x86-64 wine64 binutils-mingw-w64-x86-64
   clang-14 libclang-rt-14-dev
 )
