@@ -1,5 +1,12 @@
 """Python bindings for Zefra_TDR_Helpers.
 
+Names and units: a parameter that holds a physical quantity with a fixed
+unit ends in that unit -- ``_hz``, ``_s``, ``_ns``, ``_ohm``, ``_f``
+(farad), ``_h`` (henry), ``_db``, ``_rad`` (radian), ``_rad_s`` (rad/s);
+a parameter in the caller's own unit (amplitudes, abscissas, bin widths, a
+line length in whatever unit its loss and delay are given per) carries no
+suffix, and neither do counts and dimensionless values.
+
 Zefra_TDR_Helpers is a C library of numeric routines for signal-integrity and
 time-domain-reflectometry work.  This package calls it through :mod:`ctypes`;
 the shared library is loaded on first use (see :mod:`zefra_tdr._library` for
@@ -24,7 +31,8 @@ conv
 filter_signal
     Rational digital filter with zero initial state (like lfilter).
 unwrap
-    Phase unwrapping that skips (and keeps) NaN and exact-zero samples.
+    Phase unwrapping (radians) that skips (and keeps) NaN and exact-zero
+    samples.
 
 Polynomials
 -----------
@@ -39,7 +47,7 @@ Filter design
 -------------
 butterworth_tf, get_butterworth_tf
     Frequency response of an analogue Butterworth low-pass filter (two
-    exports, rad/s).
+    exports; angular frequencies in rad/s).
 
 Statistics
 ----------

@@ -1,9 +1,9 @@
 """Equalisation and noise: time-domain CTLE, crosstalk noise, floating-tap DFE.
 
 Waveforms are real sample sequences (``float64``); the pulse response of the
-DFE holds one value per unit interval (UI).  Frequencies and rates may be in
-any unit as long as it is the same for all of them (the CTLE design only uses
-their ratios).
+DFE holds one value per unit interval (UI).  The CTLE's rate and
+frequencies are named in hertz, the convention; its design only uses their
+ratios, so any unit common to all of them gives the same filter.
 """
 
 from __future__ import annotations
@@ -23,7 +23,7 @@ from ._library import function
 
 __all__ = ["MAX_TAP_POSITIONS", "floating_dfe", "td_ctle", "xtalk_noise_step"]
 
-def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
+def td_ctle(x, *, base_rate_hz, zero_hz, pole1_hz, pole2_hz, gain_db,
             rate_multiplier=1.0):
     """Continuous-time linear equaliser (one zero, two poles) run in the time
     domain.
@@ -34,29 +34,36 @@ def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
         H(s) = wp2 * (s + g*wz) / ((s + wp1) * (s + wp2))
 
     is discretised with the bilinear transform at the sampling rate
-    ``fs = base_rate * rate_multiplier`` (``s -> 2*fs*(z - 1)/(z + 1)``, no
+    ``fs = base_rate_hz * rate_multiplier`` (``s -> 2*fs*(z - 1)/(z + 1)``, no
     frequency prewarping) and run as a second-order recursive filter
     (transposed direct form II, zero initial state).  The gain moves the zero
     rather than scaling the response: the gain at zero frequency is
-    ``g * zero_freq / pole1_freq`` and the Nyquist frequency is removed
+    ``g * zero_hz / pole1_hz`` and the Nyquist frequency is removed
     completely (numerator root at ``z = -1``).
+
+    The design depends on the frequencies only through their ratios to
+    ``fs``: scaling the rate and the three frequencies together leaves the
+    filter unchanged (to rounding; exactly for a power of two).  Hz is the
+    convention of the parameter names, and any other unit common to all four
+    works as well.
 
     Parameters
     ----------
     x : array_like of float, shape (n,)
         Input samples, taken at ``fs``; any unit.  A scalar counts as one
         sample.  Only read.
-    base_rate : float
-        First factor of the sampling rate (e.g. the symbol rate).
-    zero_freq, pole1_freq, pole2_freq : float
-        Zero ``fz`` and poles ``fp1``, ``fp2`` of the prototype, in the unit of
-        ``base_rate`` (Hz if the rate is in Hz).
+    base_rate_hz : float
+        First factor of the sampling rate (e.g. the symbol rate), Hz.
+    zero_hz, pole1_hz, pole2_hz : float
+        Zero ``fz`` and poles ``fp1``, ``fp2`` of the prototype, Hz (or the
+        unit of ``base_rate_hz``).
     gain_db : float
         Gain applied to the zero, dB.  Exactly ``0.0`` gives ``g = 0.0``, not
         1 (a deliberate rule of the library's power function): the zero then
         sits at ``s = 0`` and the response has no DC gain.
     rate_multiplier : float, optional
-        Second factor of the sampling rate (samples per unit interval, say).
+        Second factor of the sampling rate (samples per unit interval, say),
+        dimensionless.
 
     Returns
     -------
@@ -78,7 +85,7 @@ def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
     out = new_double_output(arr.shape[0], "len(x)")
     function("td_ctle")(
         double_ptr(arr), double_ptr(out), count_of(arr, "x"),
-        float(base_rate), float(zero_freq), float(pole1_freq), float(pole2_freq),
+        float(base_rate_hz), float(zero_hz), float(pole1_hz), float(pole2_hz),
         float(gain_db), float(rate_multiplier),
     )
     return out

@@ -261,7 +261,7 @@ def test_make_package_writes_only_inside_its_outputs(f, coeffs, values):
 def test_td_ctle_writes_only_inside_its_output(x, params):
     rate, zero, pole1, pole2, gain_db, multiplier = params
     assert guarded_call(lambda: zefra_tdr.td_ctle(
-        x, base_rate=rate, zero_freq=zero, pole1_freq=pole1, pole2_freq=pole2,
+        x, base_rate_hz=rate, zero_hz=zero, pole1_hz=pole1, pole2_hz=pole2,
         gain_db=gain_db, rate_multiplier=multiplier)).shape == x.shape
 
 
