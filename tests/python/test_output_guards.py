@@ -28,7 +28,7 @@ from output_guards import OutputTooLarge, guarded_outputs
 _COMMON = dict(derandomize=True, database=None, deadline=None,
                suppress_health_check=[HealthCheck.too_slow, HealthCheck.filter_too_much])
 settings.register_profile("guards", max_examples=150, **_COMMON)
-settings.register_profile("valgrind", max_examples=3, **_COMMON)
+settings.register_profile("valgrind", max_examples=10, **_COMMON)
 GUARDS = settings(settings.get_profile(os.environ.get("ZEFRA_HYPOTHESIS_PROFILE", "guards")))
 
 # ---- strategies ----------------------------------------------------------------
