@@ -87,9 +87,10 @@ from fractions import Fraction
 
 import numpy as np
 
-__all__ = ["centre_grid_bounds", "roundf"]
+__all__ = ["MAX_BINS", "centre_grid_bounds", "roundf"]
 
-#: Largest bin count of a successful call.
+#: Largest number of bins the histogram of one call (one cursor for the
+#: cursor densities, all points for ``cpdf``) may span.
 MAX_BINS = 2000
 
 _U = Fraction(1, 2**53)

@@ -36,7 +36,7 @@ from ._buffers import (
     int32_scalar,
     new_double_output,
 )
-from ._centre_grid import centre_grid_bounds, roundf
+from ._centre_grid import MAX_BINS, centre_grid_bounds, roundf
 from ._library import function
 
 __all__ = [
@@ -45,10 +45,6 @@ __all__ = [
     "pdf_from_sampled_signal",
     "pdf_from_sampled_signal_800g",
 ]
-
-#: Largest number of bins the histogram of one call (one cursor for the
-#: cursor densities, all points for :func:`cpdf`) may span.
-MAX_BINS = 2000
 
 _c_double_p = ctypes.POINTER(ctypes.c_double)
 

@@ -242,10 +242,14 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     with a positive gain (also when ``search_start > search_end`` or
     ``main_cursor * max_tap_weight < 0``) yields the position
     ``search_start - 1`` (so -1 for ``search_start == 0``), and
-    ``search_end`` may lie past the end.  The library never touches memory
-    outside the arrays: a cursor outside the pulse reads as 0.0 (it carries
-    no energy), and a weight or limit whose index falls outside ``[0, n)``
-    is dropped.  The positions themselves are reported as computed.
+    ``search_end`` may lie past the end.  No memory outside the arrays is
+    touched: a cursor outside the pulse reads as 0.0 (it carries no energy),
+    and a weight or limit whose index falls outside ``[0, n)`` is dropped.
+    The positions themselves are reported as computed.  (The library itself
+    would access memory outside its arrays for an empty pulse with a
+    position in ``(-1, 0)``, and for ``-1 < taps_per_group < 0`` with two or
+    more groups; this wrapper passes those inputs in a form that gives the
+    same results: one cursor 0.0, one group.)
 
     Raises
     ------
