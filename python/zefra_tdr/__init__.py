@@ -1,5 +1,12 @@
 """Python face of Zefra_TDR_Helpers and its channel toolkit.
 
+Names and units: a parameter that holds a physical quantity with a fixed
+unit ends in that unit -- ``_hz``, ``_s``, ``_ns``, ``_ohm``, ``_f``
+(farad), ``_h`` (henry), ``_db``, ``_rad`` (radian), ``_rad_s`` (rad/s);
+a parameter in the caller's own unit (amplitudes, abscissas, bin widths, a
+line length in whatever unit its loss and delay are given per) carries no
+suffix, and neither do counts and dimensionless values.
+
 Zefra_TDR_Helpers is a C library of numeric routines for signal-integrity and
 time-domain-reflectometry work.  This package calls it through :mod:`ctypes`;
 the shared libraries are loaded on first use (``pip install`` puts them inside
@@ -27,7 +34,8 @@ conv
 filter_signal
     Rational digital filter with zero initial state (like lfilter).
 unwrap
-    Phase unwrapping that skips (and keeps) NaN and exact-zero samples.
+    Phase unwrapping (radians) that skips (and keeps) NaN and exact-zero
+    samples.
 
 Polynomials
 -----------
@@ -42,7 +50,7 @@ Filter design
 -------------
 butterworth_tf, get_butterworth_tf
     Frequency response of an analogue Butterworth low-pass filter (two
-    exports, rad/s).
+    exports; angular frequencies in rad/s).
 
 Statistics
 ----------

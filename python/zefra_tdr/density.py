@@ -6,7 +6,10 @@ quantised to the grid in single precision, ``q = roundf((float)(p / w)) * w``
 its weight goes to the nearest bin, and empty bins are trimmed from both
 ends.  A density that would need more than :data:`MAX_BINS` bins makes the
 call report failure (``ok`` is ``False``).  So does a bin width that is NaN,
-zero or negative (no bin count is defined then).
+zero, infinite or negative (no bin count is defined then), with one
+exception: a negative width of magnitude ``2**1023`` or more still gives one
+bin when every point has the same grid index ``roundf(p / w)`` (for
+instance, every point within half a bin of zero).
 
 The bin count of a histogram is ``trunc(floor((qMax - qMin + 2**-52) / w)
 + 1)``.  For bin widths that are not powers of two it can be one short of
@@ -30,8 +33,10 @@ from ._buffers import (
     check_count,
     count_of,
     double_ptr,
+    int32_scalar,
     new_double_output,
 )
+from ._centre_grid import MAX_BINS, centre_grid_bounds, roundf
 from ._library import function
 
 __all__ = [
@@ -41,26 +46,16 @@ __all__ = [
     "pdf_from_sampled_signal_800g",
 ]
 
-#: Largest number of bins the histogram of one call (one cursor for the
-#: cursor densities, all points for :func:`cpdf`) may span.
-MAX_BINS = 2000
-
-_INT32_MIN = -(2**31)
 _c_double_p = ctypes.POINTER(ctypes.c_double)
 
 
-def _int32_scalar(v, name: str) -> ctypes.c_int32:
-    """Signed 32-bit integer argument (negative values allowed)."""
-    if isinstance(v, (bool, np.bool_)) or not isinstance(v, (int, np.integer)):
-        raise TypeError(f"{name} must be an integer, got {type(v).__name__}")
-    v = int(v)
-    if v < _INT32_MIN or v > INT32_MAX:
-        raise ValueError(f"{name} = {v} does not fit a signed 32-bit integer")
-    return ctypes.c_int32(v)
-
-
 def _take_library_array(ptr, count: int) -> np.ndarray:
-    """Copy ``count`` doubles from a library-allocated array."""
+    """Copy ``count`` doubles from a library-allocated array.
+
+    The cursor-density exports allocate each array with exactly
+    ``max(countOut, 0)`` doubles and report ``countOut``, so copying that
+    many reads nothing past the allocation.
+    """
     if count <= 0 or not ptr:
         return np.zeros(0, dtype=np.float64)
     return np.ctypeslib.as_array(ptr, shape=(count,)).copy()
@@ -68,7 +63,7 @@ def _take_library_array(ptr, count: int) -> np.ndarray:
 
 def _cursor_density(export: str, signal, level_count, bin_width):
     arr = as_double_vector(signal, "signal")
-    levels = _int32_scalar(level_count, "level_count")
+    levels = int32_scalar(level_count, "level_count")
     width = ctypes.c_double(float(bin_width))
     offset = ctypes.c_double(math.nan)  # stays NaN when the library does not write it
     count = ctypes.c_int32(0)
@@ -122,9 +117,11 @@ _CURSOR_DENSITY_DOC = """
         points, and any kept cursor then makes the call fail.
     bin_width : float
         ``w``, bin width in the unit of ``signal``; also the threshold below
-        which cursors are left out.  A NaN, zero or negative width fails as
-        soon as one cursor is combined (with no cursor at all the call
-        succeeds with an empty density).
+        which cursors are left out.  A NaN, zero, infinite or negative
+        width fails as soon as one cursor is combined (with no cursor at all
+        the call succeeds with an empty density), except a negative width of
+        magnitude ``2**1023`` or more: there a cursor whose points all lie
+        within half a bin of zero gives the one bin at 0.0.
 
     Returns
     -------
@@ -189,50 +186,6 @@ pdf_from_sampled_signal_800g.__doc__ = (
 )
 
 
-def _roundf(values: np.ndarray) -> np.ndarray:
-    """``roundf((float)v)`` as float64: narrow to float32, round half away
-    from zero.  (Exact in float64: |f| + 0.5 needs at most 53 bits whenever
-    it can reach the next integer.)"""
-    with np.errstate(over="ignore", invalid="ignore"):
-        f = np.asarray(values, dtype=np.float64).astype(np.float32).astype(np.float64)
-        return np.copysign(np.floor(np.abs(f) + 0.5), f)
-
-
-def _centre_grid_range(points: np.ndarray, w: float) -> tuple[int, int]:
-    """Bounds ``(low, high)`` of the centre-grid length ``2*|round(x)| + 1``
-    that a successful call can write; ``(0, 0)`` when the call cannot
-    succeed.
-
-    ``x`` lies between ``qMin / w`` and ``qMax / w`` (up to rounding), with
-    ``q = round(p / w) * w``; so with ``kMin``, ``kMax`` the extreme rounded
-    quotients of the finite quantised points, ``|x| <= max(|kMin|, |kMax|)``
-    and ``|x| >= distance of [kMin, kMax] from 0``, up to a bin (the first
-    kept bin is that of a point, or one before the first when every
-    quotient is 0).  Slack for that and for the rounding is added.  The bin
-    count is predicted as the library computes it, and only a count well
-    above ``MAX_BINS`` is trusted to fail.
-    """
-    if not w > 0.0 or points.size == 0:
-        return 0, 0
-    with np.errstate(divide="ignore", over="ignore", invalid="ignore"):
-        k = _roundf(points / w)
-        q = k * w
-    finite = np.isfinite(q)
-    if not finite.any():
-        return 0, 0
-    k_min, k_max = float(k[finite].min()), float(k[finite].max())
-    spread = float(q[finite].max()) - float(q[finite].min())
-    if not math.isfinite(spread) or math.floor((spread + 2.0**-52) / w) + 1.0 > MAX_BINS + 8:
-        return 0, 0
-    nearest = k_min if k_min > 0.0 else (-k_max if k_max < 0.0 else 0.0)
-    farthest = max(abs(k_min), abs(k_max))
-    # round(x) is taken in single precision: far from zero it may move x by
-    # up to half a float32 step (2**-24 relative), hence the relative slack.
-    low = 2 * max(int(nearest * (1.0 - 2.0**-22)) - 2, 0) + 1
-    high = 2 * int(farthest * (1.0 + 2.0**-22) + 2.0) + 3
-    return low, high
-
-
 def cpdf(points, weights, *, bin_width, out_count) -> tuple:
     """Weighted histogram of points on bins of width ``w``, on a centred grid.
 
@@ -277,12 +230,15 @@ def cpdf(points, weights, *, bin_width, out_count) -> tuple:
         ``w`` as written back by the library; NaN on failure.
     ok : bool
         ``False`` when the points span more than ``MAX_BINS`` bins, when
-        there are no points, when the bin width is NaN, zero or negative,
-        and when the grid would exceed ``2**31 - 1`` centres.
+        there are no points, when the bin width is NaN, zero, infinite or
+        negative (a negative width of magnitude ``2**1023`` or more excepted,
+        when every point has the same grid index), and when the grid would
+        exceed ``2**31 - 1`` centres.
 
     The library does not check the length of the arrays it fills; this
-    wrapper sizes them from the points (an upper bound of ``c``) before the
-    call.
+    wrapper sizes them before the call from a bound on ``c`` that holds for
+    every input (NaN, infinite, huge or negative widths and points
+    included).  A call that cannot succeed gets ``out_count`` values.
 
     Raises
     ------
@@ -291,8 +247,9 @@ def cpdf(points, weights, *, bin_width, out_count) -> tuple:
         ``2**31 - 1``, if ``out_count`` is negative or does not fit a signed
         32-bit integer, or if the centre grid could need about ``2**31 - 1``
         values, so that the wrapper cannot tell whether the library would
-        write it (points within a few thousand bins of ``2**30`` bins from
-        zero; farther out the call fails with ``ok = False``).
+        write it (points within a few hundred bins of ``2**30`` bins from
+        zero, up to 2000 more for widths below ``2**-52``; farther out the
+        call fails with ``ok = False``).
     TypeError
         If an input is complex or ``out_count`` is not an integer.
     """
@@ -300,13 +257,18 @@ def cpdf(points, weights, *, bin_width, out_count) -> tuple:
     wts = as_double_vector(weights, "weights")
     n_out = check_count(out_count, "out_count").value
     w = float(bin_width)
-    low, high = _centre_grid_range(p, w)
-    if low > INT32_MAX:
-        high = 0  # the grid cannot be returned: the library reports failure
-    elif high > INT32_MAX:
-        raise ValueError(
-            f"points about {high // 2 - 1} bins from zero could need a centre grid "
-            f"of up to {high} values, more than 2**31 - 1")
+    # The library writes out_count values on failure and the c values of the
+    # centre grid on success, whatever the buffers' lengths: they are sized
+    # from bounds on c proven in integers (see _centre_grid).
+    bounds = centre_grid_bounds(p, w)
+    if bounds is None or bounds[0] > INT32_MAX:
+        high = 0  # the call fails (on the bin range, or on the grid size)
+    else:
+        high = bounds[1]
+        if high > INT32_MAX:
+            raise ValueError(
+                f"points about {high // 2} bins from zero could need a centre grid "
+                f"of up to {high} values, more than 2**31 - 1")
     size = max(n_out, high)
     centres = new_double_output(size)
     density = new_double_output(size)
@@ -319,7 +281,7 @@ def cpdf(points, weights, *, bin_width, out_count) -> tuple:
     ))
     x = float(offset.value)
     if ok:
-        c = math.trunc(2.0 * abs(float(_roundf(np.array([x]))[0])) + 1.0)
+        c = math.trunc(2.0 * abs(float(roundf(np.array([x]))[0])) + 1.0)
         if c > size:
             raise RuntimeError(  # cannot happen: the bound above covers every x
                 f"the library wrote a centre grid of {c} values into {size}")

@@ -1,43 +1,29 @@
 """Equalisation and noise: time-domain CTLE, crosstalk noise, floating-tap DFE.
 
 Waveforms are real sample sequences (``float64``); the pulse response of the
-DFE holds one value per unit interval (UI).  Frequencies and rates may be in
-any unit as long as it is the same for all of them (the CTLE design only uses
-their ratios).
+DFE holds one value per unit interval (UI).  The CTLE's rate and
+frequencies are named in hertz, the convention; its design only uses their
+ratios, so any unit common to all of them gives the same filter.
 """
 
 from __future__ import annotations
 
 import ctypes
 import math
-
-import numpy as np
+from fractions import Fraction
 
 from ._buffers import (
-    INT32_MAX,
     as_double_vector,
     count_of,
     double_ptr,
+    int32_scalar,
     new_double_output,
 )
 from ._library import function
 
 __all__ = ["MAX_TAP_POSITIONS", "floating_dfe", "td_ctle", "xtalk_noise_step"]
 
-_INT32_MIN = -(2**31)
-
-
-def _int32_scalar(v, name: str) -> ctypes.c_int32:
-    """Signed 32-bit integer argument (negative values allowed)."""
-    if isinstance(v, (bool, np.bool_)) or not isinstance(v, (int, np.integer)):
-        raise TypeError(f"{name} must be an integer, got {type(v).__name__}")
-    v = int(v)
-    if v < _INT32_MIN or v > INT32_MAX:
-        raise ValueError(f"{name} = {v} does not fit a signed 32-bit integer")
-    return ctypes.c_int32(v)
-
-
-def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
+def td_ctle(x, *, base_rate_hz, zero_hz, pole1_hz, pole2_hz, gain_db,
             rate_multiplier=1.0):
     """Continuous-time linear equaliser (one zero, two poles) run in the time
     domain.
@@ -48,29 +34,36 @@ def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
         H(s) = wp2 * (s + g*wz) / ((s + wp1) * (s + wp2))
 
     is discretised with the bilinear transform at the sampling rate
-    ``fs = base_rate * rate_multiplier`` (``s -> 2*fs*(z - 1)/(z + 1)``, no
+    ``fs = base_rate_hz * rate_multiplier`` (``s -> 2*fs*(z - 1)/(z + 1)``, no
     frequency prewarping) and run as a second-order recursive filter
     (transposed direct form II, zero initial state).  The gain moves the zero
     rather than scaling the response: the gain at zero frequency is
-    ``g * zero_freq / pole1_freq`` and the Nyquist frequency is removed
+    ``g * zero_hz / pole1_hz`` and the Nyquist frequency is removed
     completely (numerator root at ``z = -1``).
+
+    The design depends on the frequencies only through their ratios to
+    ``fs``: scaling the rate and the three frequencies together leaves the
+    filter unchanged (to rounding; exactly for a power of two).  Hz is the
+    convention of the parameter names, and any other unit common to all four
+    works as well.
 
     Parameters
     ----------
     x : array_like of float, shape (n,)
         Input samples, taken at ``fs``; any unit.  A scalar counts as one
         sample.  Only read.
-    base_rate : float
-        First factor of the sampling rate (e.g. the symbol rate).
-    zero_freq, pole1_freq, pole2_freq : float
-        Zero ``fz`` and poles ``fp1``, ``fp2`` of the prototype, in the unit of
-        ``base_rate`` (Hz if the rate is in Hz).
+    base_rate_hz : float
+        First factor of the sampling rate (e.g. the symbol rate), Hz.
+    zero_hz, pole1_hz, pole2_hz : float
+        Zero ``fz`` and poles ``fp1``, ``fp2`` of the prototype, Hz (or the
+        unit of ``base_rate_hz``).
     gain_db : float
         Gain applied to the zero, dB.  Exactly ``0.0`` gives ``g = 0.0``, not
         1 (a deliberate rule of the library's power function): the zero then
         sits at ``s = 0`` and the response has no DC gain.
     rate_multiplier : float, optional
-        Second factor of the sampling rate (samples per unit interval, say).
+        Second factor of the sampling rate (samples per unit interval, say),
+        dimensionless.
 
     Returns
     -------
@@ -92,7 +85,7 @@ def td_ctle(x, *, base_rate, zero_freq, pole1_freq, pole2_freq, gain_db,
     out = new_double_output(arr.shape[0], "len(x)")
     function("td_ctle")(
         double_ptr(arr), double_ptr(out), count_of(arr, "x"),
-        float(base_rate), float(zero_freq), float(pole1_freq), float(pole2_freq),
+        float(base_rate_hz), float(zero_hz), float(pole1_hz), float(pole2_hz),
         float(gain_db), float(rate_multiplier),
     )
     return out
@@ -149,7 +142,7 @@ def xtalk_noise_step(response, pattern, *, samples_per_ui, amplitude) -> float:
     return float(function("Get_xtlk_noise_step")(
         double_ptr(r), double_ptr(p),
         count_of(r, "response"), count_of(p, "pattern"),
-        _int32_scalar(samples_per_ui, "samples_per_ui"), float(amplitude),
+        int32_scalar(samples_per_ui, "samples_per_ui"), float(amplitude),
     ))
 
 
@@ -158,15 +151,38 @@ def xtalk_noise_step(response, pattern, *, samples_per_ui, amplitude) -> float:
 MAX_TAP_POSITIONS = 2**20
 
 
-def _position_count(taps_per_group: float, group_count: float) -> int:
-    """trunc(L * G); 0 for a NaN product or one below 1; capped like the
-    library at MAX_TAP_POSITIONS."""
-    product = float(taps_per_group) * float(group_count)
+def _position_count(taps: float, groups: float) -> int:
+    """The library's position count: trunc(L * G) of the double product; 0
+    for a NaN product or one below 1; capped at MAX_TAP_POSITIONS."""
+    product = taps * groups
     if not product >= 1.0:
         return 0
     if product >= MAX_TAP_POSITIONS:
         return MAX_TAP_POSITIONS
     return math.trunc(product)
+
+
+def _position_bound(taps: float, groups: float) -> int:
+    """An upper bound on :func:`_position_count` formed without floating
+    point.
+
+    The double product is the exact product ``P`` rounded to nearest:
+    ``fl(P) <= P (1 + 2**-53)`` when it is normal, below 1 when it is
+    subnormal, and infinite (the cap) when ``P`` exceeds the largest double.
+    So ``trunc(fl(P)) <= floor(P (1 + 2**-52))``, and ``P <= 0`` gives no
+    position.  Infinite factors: ``inf * 0`` is NaN (none), otherwise the
+    product is infinite with the sign of ``P`` (the cap, or none).
+    """
+    if math.isnan(taps) or math.isnan(groups):
+        return 0
+    if math.isinf(taps) or math.isinf(groups):
+        if taps == 0.0 or groups == 0.0 or (taps > 0.0) != (groups > 0.0):
+            return 0
+        return MAX_TAP_POSITIONS
+    exact = Fraction(taps) * Fraction(groups)
+    if exact <= 0:
+        return 0
+    return min(MAX_TAP_POSITIONS, math.floor(exact * (1 + Fraction(1, 2**52))))
 
 
 def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end,
@@ -226,10 +242,14 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     with a positive gain (also when ``search_start > search_end`` or
     ``main_cursor * max_tap_weight < 0``) yields the position
     ``search_start - 1`` (so -1 for ``search_start == 0``), and
-    ``search_end`` may lie past the end.  The library never touches memory
-    outside the arrays: a cursor outside the pulse reads as 0.0 (it carries
-    no energy), and a weight or limit whose index falls outside ``[0, n)``
-    is dropped.  The positions themselves are reported as computed.
+    ``search_end`` may lie past the end.  No memory outside the arrays is
+    touched: a cursor outside the pulse reads as 0.0 (it carries no energy),
+    and a weight or limit whose index falls outside ``[0, n)`` is dropped.
+    The positions themselves are reported as computed.  (The library itself
+    would access memory outside its arrays for an empty pulse with a
+    position in ``(-1, 0)``, and for ``-1 < taps_per_group < 0`` with two or
+    more groups; this wrapper passes those inputs in a form that gives the
+    same results: one cursor 0.0, one group.)
 
     Raises
     ------
@@ -241,14 +261,42 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     """
     arr = as_double_vector(pulse, "pulse")
     n = arr.shape[0]
-    positions = new_double_output(_position_count(taps_per_group, group_count))
-    weights = new_double_output(n, "len(pulse)")
-    limits = new_double_output(n, "len(pulse)")
+    if n == 0:
+        # An empty pulse goes to the library as the single cursor 0.0.  Given
+        # an empty pulse, the library takes a position in (-1, 0) for index 0
+        # (trunc rounds it there) and reads and writes that cursor of a pulse
+        # that has none, a null access.  A cursor of 0.0 is what a position
+        # outside the pulse reads, so the positions are those of the empty
+        # pulse; the weight and limit at that index are not returned.
+        arr = as_double_vector(0.0)
+    taps, groups = float(taps_per_group), float(group_count)
+    # With -1 < L < 0 no group has a tap or a window, whatever their number,
+    # and no position is kept (L * G <= 0 for G >= 1); but the block of group
+    # g starts at g * L, which lies in (-1, 0), and the library then writes a
+    # position marker at index 0 of its empty position list.  One group (at
+    # -0.0) gives the same results without that write.
+    call_groups = 1.0 if -1.0 < taps < 0.0 and groups >= 2.0 else groups
+    # The library writes trunc(L * G) positions (capped) without knowing the
+    # buffer's length: the buffer is sized from a bound formed in integers,
+    # and exactly the positions written are returned.  Weights and limits
+    # have one value per pulse sample.
+    written = _position_count(taps, groups)
+    size = _position_bound(taps, groups)
+    if written > size:
+        raise RuntimeError(  # cannot happen: _position_bound proves the bound
+            f"{written} tap positions would not fit the {size} allocated")
+    positions = new_double_output(size)
+    weights = new_double_output(arr.shape[0], "len(pulse)")
+    limits = new_double_output(arr.shape[0], "len(pulse)")
     function("floatingDFE")(
         double_ptr(arr), count_of(arr, "pulse"),
-        float(search_start), float(taps_per_group), float(group_count),
+        float(search_start), taps, call_groups,
         float(search_end), float(max_tap_weight), float(main_cursor),
         ctypes.c_int32(0),
         double_ptr(positions), double_ptr(weights), double_ptr(limits),
     )
+    if written < size:
+        positions = positions[:written].copy()
+    if n == 0:
+        weights, limits = weights[:0].copy(), limits[:0].copy()
     return positions, weights, limits

@@ -7,7 +7,8 @@ The response of order ``N`` and cut-off ``wc`` at the angular frequency
     H(jw) = product over k = 1 .. N of wc / (jw - p_k),
     p_k = wc * exp(j * (2k + N - 1) * pi / (2N))      (left half-plane)
 
-so ``|H(jw)| = 1 / sqrt(1 + (w / wc)**(2N))``.  The library offers it through
+so ``|H(jw)| = 1 / sqrt(1 + (w / wc)**(2N))``, with ``w`` and ``wc`` the
+arguments ``w_rad_s`` and ``wc_rad_s``.  The library offers it through
 two exports that differ in their parameter order and in the arithmetic of
 each factor; both are wrapped here and agree to rounding.  Frequencies are
 angular, in rad/s (divide by ``2*pi`` for Hz); the response is
@@ -29,7 +30,7 @@ from ._library import function
 __all__ = ["butterworth_tf", "get_butterworth_tf"]
 
 
-def butterworth_tf(order, w, wc):
+def butterworth_tf(order, w_rad_s, wc_rad_s):
     """Butterworth low-pass response, one full complex division per pole
     (export ``Butterworth_TF``).
 
@@ -39,11 +40,11 @@ def butterworth_tf(order, w, wc):
         Filter order ``N``.  ``N < 1`` leaves the output untouched: the
         library then writes nothing, and this wrapper returns the zeros it
         allocated (not ones; compare :func:`get_butterworth_tf`).
-    w : array_like of float, shape (nf,)
-        Angular frequencies, rad/s.  A scalar counts as one frequency.  Only
-        read.
-    wc : float
-        Cut-off angular frequency, rad/s.
+    w_rad_s : array_like of float, shape (nf,)
+        Angular frequencies ``w``, rad/s.  A scalar counts as one frequency.
+        Only read.
+    wc_rad_s : float
+        Cut-off angular frequency ``wc``, rad/s.
 
     Returns
     -------
@@ -54,20 +55,21 @@ def butterworth_tf(order, w, wc):
     Raises
     ------
     ValueError
-        If ``w`` has more than one dimension or more than ``2**31 - 1``
-        elements, or ``order`` does not fit a signed 32-bit integer.
+        If ``w_rad_s`` has more than one dimension or more than
+        ``2**31 - 1`` elements, or ``order`` does not fit a signed 32-bit
+        integer.
     TypeError
-        If ``w`` is complex or ``order`` is not an integer.
+        If ``w_rad_s`` is complex or ``order`` is not an integer.
     """
     n = int32_scalar(order, "order")
-    wv = as_double_vector(w, "w")
-    out = new_complex_output(wv.shape[0], "len(w)")
-    function("Butterworth_TF")(n, double_ptr(wv), float(wc), count_of(wv, "w"),
+    wv = as_double_vector(w_rad_s, "w_rad_s")
+    out = new_complex_output(wv.shape[0], "len(w_rad_s)")
+    function("Butterworth_TF")(n, double_ptr(wv), float(wc_rad_s), count_of(wv, "w_rad_s"),
                                complex_ptr(out))
     return out
 
 
-def get_butterworth_tf(order, w, wc):
+def get_butterworth_tf(order, w_rad_s, wc_rad_s):
     """Butterworth low-pass response, multiplying by ``wc * conj(d) / |d|**2``
     with ``d = jw - p_k`` per pole (export ``GetButterworthTF``, whose C
     parameter order puts the frequency count before ``wc``).
@@ -76,11 +78,11 @@ def get_butterworth_tf(order, w, wc):
     ----------
     order : int
         Filter order ``N``.  ``N < 1`` gives ``1 + 0j`` at every frequency.
-    w : array_like of float, shape (nf,)
-        Angular frequencies, rad/s.  A scalar counts as one frequency.  Only
-        read.
-    wc : float
-        Cut-off angular frequency, rad/s.
+    w_rad_s : array_like of float, shape (nf,)
+        Angular frequencies ``w``, rad/s.  A scalar counts as one frequency.
+        Only read.
+    wc_rad_s : float
+        Cut-off angular frequency ``wc``, rad/s.
 
     Returns
     -------
@@ -91,14 +93,15 @@ def get_butterworth_tf(order, w, wc):
     Raises
     ------
     ValueError
-        If ``w`` has more than one dimension or more than ``2**31 - 1``
-        elements, or ``order`` does not fit a signed 32-bit integer.
+        If ``w_rad_s`` has more than one dimension or more than
+        ``2**31 - 1`` elements, or ``order`` does not fit a signed 32-bit
+        integer.
     TypeError
-        If ``w`` is complex or ``order`` is not an integer.
+        If ``w_rad_s`` is complex or ``order`` is not an integer.
     """
     n = int32_scalar(order, "order")
-    wv = as_double_vector(w, "w")
-    out = new_complex_output(wv.shape[0], "len(w)")
-    function("GetButterworthTF")(n, double_ptr(wv), count_of(wv, "w"), float(wc),
+    wv = as_double_vector(w_rad_s, "w_rad_s")
+    out = new_complex_output(wv.shape[0], "len(w_rad_s)")
+    function("GetButterworthTF")(n, double_ptr(wv), count_of(wv, "w_rad_s"), float(wc_rad_s),
                                  complex_ptr(out))
     return out

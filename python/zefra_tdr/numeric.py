@@ -17,12 +17,13 @@ from ._buffers import (
 from ._library import function
 
 
-def map_doubles(export: str, x):
+def map_doubles(export: str, x, name: str = "x"):
     """Calls an export of the form ``f(const double *x, double *y, int32_t n)``
-    and returns ``y``, a new float64 array as long as ``x``."""
-    arr = as_double_vector(x, "x")
-    out = new_double_output(arr.shape[0], "len(x)")
-    function(export)(double_ptr(arr), double_ptr(out), count_of(arr, "x"))
+    and returns ``y``, a new float64 array as long as ``x`` (called ``name``
+    in error messages)."""
+    arr = as_double_vector(x, name)
+    out = new_double_output(arr.shape[0], f"len({name})")
+    function(export)(double_ptr(arr), double_ptr(out), count_of(arr, name))
     return out
 
 __all__ = ["conv", "filter_signal", "kron", "mod", "unwrap"]
@@ -199,7 +200,7 @@ def filter_signal(b, a, x):
     return out
 
 
-def unwrap(x):
+def unwrap(phase_rad):
     """Phase unwrapping: add multiples of 2*pi so that consecutive valid
     samples differ by less than pi.
 
@@ -221,20 +222,20 @@ def unwrap(x):
 
     Parameters
     ----------
-    x : array_like of float, shape (n,)
+    phase_rad : array_like of float, shape (n,)
         Phases, radians.  A scalar counts as one sample.  Only read.
 
     Returns
     -------
     numpy.ndarray, float64, shape (n,)
-        Unwrapped phases, radians.  Empty for an empty ``x``.
+        Unwrapped phases, radians.  Empty for an empty ``phase_rad``.
 
     Raises
     ------
     ValueError
-        If ``x`` has more than one dimension or more than ``2**31 - 1``
-        elements.
+        If ``phase_rad`` has more than one dimension or more than
+        ``2**31 - 1`` elements.
     TypeError
-        If ``x`` is complex.
+        If ``phase_rad`` is complex.
     """
-    return map_doubles("unwrap", x)
+    return map_doubles("unwrap", phase_rad, "phase_rad")

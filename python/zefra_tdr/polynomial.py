@@ -49,6 +49,7 @@ def poly(r) -> float:
         If ``r`` is complex.
     """
     arr = as_double_vector(r, "r")
+    # The C interface declares c as double[n + 1]; only c[0] is written.
     out = new_double_output(arr.shape[0] + 1, "len(r) + 1")
     function("poly")(double_ptr(arr), double_ptr(out), count_of(arr, "r"))
     return float(out[0])
@@ -130,7 +131,7 @@ def polyfit(x, y) -> tuple:
         raise ValueError(
             f"x and y must have the same length, got {xv.shape[0]} and {yv.shape[0]}"
         )
-    coeffs = new_double_output(2)
+    coeffs = new_double_output(2)  # slope, intercept: always exactly two values
     function("Polyfit")(double_ptr(xv), double_ptr(yv), None, double_ptr(coeffs),
                         count_of(xv, "x"), count_of(yv, "y"))
     return float(coeffs[0]), float(coeffs[1])

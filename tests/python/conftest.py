@@ -8,7 +8,6 @@ checked against what the data actually produces.
 
 from __future__ import annotations
 
-import os
 import sys
 from pathlib import Path
 
@@ -22,23 +21,6 @@ except ImportError:
     sys.path.insert(0, str(_REPO_ROOT / "python"))
 
 _worst: dict[str, float] = {}
-
-# Set by the sanitize build: the library is instrumented, so its timings say
-# nothing about its speed and the timing checks are skipped.
-INSTRUMENTED = os.environ.get("ZEFRA_TDR_INSTRUMENTED") == "1"
-
-
-def pytest_collection_modifyitems(config, items):
-    if not INSTRUMENTED:
-        return
-    skip = pytest.mark.skip(reason="timings of an instrumented library are meaningless")
-    for item in items:
-        if "timing" in item.keywords:
-            item.add_marker(skip)
-
-
-def pytest_configure(config):
-    config.addinivalue_line("markers", "timing: compares the library's speed with a reference")
 
 
 class ErrorLog:

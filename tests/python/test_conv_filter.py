@@ -6,7 +6,6 @@ from __future__ import annotations
 
 import ctypes
 import math
-import time
 
 import numpy as np
 import pytest
@@ -259,45 +258,3 @@ def test_filter_in_place_and_overlapping_buffers(a):
         dst = big[3 + shift:67 + shift]
         fn(ptr(b), ptr(av), ptr(src), ptr(dst), 4, len(a), 64)
         assert np.array_equal(dst, expected), shift
-
-
-# ---- speed ------------------------------------------------------------------
-
-
-def best_of(runs: int, fn) -> float:
-    best = math.inf
-    for _ in range(runs):
-        t0 = time.perf_counter()
-        fn()
-        best = min(best, time.perf_counter() - t0)
-    return best
-
-
-@pytest.mark.timing
-def test_speed_of_conv_against_numpy(capsys):
-    rng = np.random.default_rng(80_000)
-    a = rng.standard_normal(100_000)
-    b = rng.standard_normal(64)
-    t_ours = best_of(5, lambda: zefra_tdr.conv(a, b))
-    t_numpy = best_of(5, lambda: np.convolve(a, b))
-    with capsys.disabled():
-        print(f"\nconv 1e5 x 64: {t_ours * 1e3:.2f} ms; numpy.convolve: "
-              f"{t_numpy * 1e3:.2f} ms; ratio {t_ours / t_numpy:.2f}")
-    assert t_ours <= 3.0 * t_numpy + 1e-3
-
-
-@pytest.mark.timing
-@pytest.mark.parametrize("kind", ["fir16", "iir2"])
-def test_speed_of_filter_against_lfilter(kind, capsys):
-    rng = np.random.default_rng(81_000)
-    x = rng.standard_normal(1_000_000)
-    if kind == "fir16":
-        b, a = rng.standard_normal(16), np.array([1.0])
-    else:
-        b, a = scipy.signal.butter(2, 0.2)
-    t_ours = best_of(5, lambda: zefra_tdr.filter_signal(b, a, x))
-    t_scipy = best_of(5, lambda: scipy.signal.lfilter(b, a, x))
-    with capsys.disabled():
-        print(f"\nFilter {kind} on 1e6 samples: {t_ours * 1e3:.2f} ms; lfilter: "
-              f"{t_scipy * 1e3:.2f} ms; ratio {t_ours / t_scipy:.2f}")
-    assert t_ours <= 3.0 * t_scipy + 1e-3

@@ -711,5 +711,46 @@ def test_cpdf_leaves_inputs_unchanged():
     assert np.array_equal(points, p0) and np.array_equal(weights, w0)
     with pytest.raises(ValueError):
         zefra_tdr.cpdf(points, weights, bin_width=0.1, out_count=-1)
+    with pytest.raises(ValueError):
+        zefra_tdr.cpdf(points, weights, bin_width=0.1, out_count=2**31)
     with pytest.raises(TypeError):
         zefra_tdr.cpdf(points, weights, bin_width=0.1, out_count=1.5)
+
+
+def test_cpdf_huge_negative_bin_width_with_points_on_one_index_gives_one_bin():
+    # |w| >= 2**1023: the bin count underflows to one bin.  A point at -w
+    # has the grid index -1, so the grid has three centres.
+    centres, density, offset, width, ok = zefra_tdr.cpdf(
+        [1e308], [1.0], bin_width=-1e308, out_count=0)
+    assert ok and offset == -1.0 and width == -1e308
+    assert centres.tolist() == [1e308, 0.0, -1e308] and density.tolist() == [1.0, 0.0, 0.0]
+    centres, density, offset, _, ok = zefra_tdr.cpdf(
+        [0.25, -3.0], [0.5, 0.5], bin_width=-1e308, out_count=0)
+    assert ok and offset == 0.0 and centres.tolist() == [0.0] and density.size == 1
+
+
+def test_cpdf_huge_negative_bin_width_with_points_on_two_indices_fails():
+    centres, density, offset, _, ok = zefra_tdr.cpdf(
+        [1e308, 0.0], [0.5, 0.5], bin_width=-1e308, out_count=2)
+    assert ok is False and math.isnan(offset)
+    assert centres.tolist() == density.tolist() == [0.0, 0.0]
+
+
+def test_cpdf_bin_width_below_machine_epsilon_over_2000_fails():
+    # The bin count adds 2**-52 to the range before dividing by w: a single
+    # point needs 2**-52 / w < 2000.
+    one_short = zefra_tdr.cpdf([0.0], [1.0], bin_width=2.0**-52 / 1999.5, out_count=0)
+    assert one_short[4] is True and one_short[0].tolist() == [0.0]
+    too_narrow = zefra_tdr.cpdf([0.0], [1.0], bin_width=2.0**-52 / 2000.5, out_count=1)
+    assert too_narrow[4] is False and too_narrow[0].tolist() == [0.0]
+
+
+def test_cpdf_grid_of_about_2_pow_31_centres_is_refused_or_fails():
+    # Near 2**30 bins from zero the grid may or may not fit 2**31 - 1 values
+    # (the offset is rounded to single precision): the wrapper refuses the
+    # call rather than guess.  Further out the library reports failure.
+    with pytest.raises(ValueError, match="2\\*\\*31 - 1"):
+        zefra_tdr.cpdf([2.0**30], [1.0], bin_width=1.0, out_count=0)
+    centres, density, offset, _, ok = zefra_tdr.cpdf(
+        [2.0**30 + 256], [1.0], bin_width=1.0, out_count=2)
+    assert ok is False and math.isnan(offset) and density.tolist() == [0.0, 0.0]

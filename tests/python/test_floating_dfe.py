@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import ctypes
 import math
+from fractions import Fraction
 
 import numpy as np
 import pytest
@@ -175,6 +176,45 @@ def test_position_count_rules():
     positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=1,
                                              group_count=2.0**20 - 1, **base)
     assert positions.shape == (cap - 1,)
+
+
+def test_position_count_is_that_of_the_rounded_product():
+    pulse = [0.0, 0.5, 0.2, 0.1, 0.05]
+    base = dict(search_start=1, search_end=4, main_cursor=1.0, max_tap_weight=0.3)
+    # 3 * fl(1/3) is just below 1 exactly but rounds to 1.0: one position.
+    assert Fraction(3) * Fraction(1 / 3) < 1
+    positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=3.0,
+                                             group_count=1 / 3, **base)
+    assert positions.tolist() == [0.0]
+    # (1 - 2**-53) * 8 is a double just below 8: seven positions.
+    positions, _, _ = zefra_tdr.floating_dfe(pulse, taps_per_group=1.0 - 2.0**-53,
+                                             group_count=8.0, **base)
+    assert positions.shape == (7,)
+
+
+def test_empty_pulse_with_a_position_just_below_zero_keeps_the_positions():
+    # A failed search yields search_start - 1 = -4/3: the taps of each group
+    # sit at -4/3, -1/3 and 2/3, and -1/3 truncates to index 0, which an
+    # empty pulse does not have.
+    start = -1.0 / 3.0
+    positions, weights, limits = zefra_tdr.floating_dfe(
+        [], search_start=start, taps_per_group=3.0, group_count=3.0, search_end=math.nan,
+        max_tap_weight=0.5, main_cursor=9.0)
+    block = [start - 1.0, start - 1.0 + 1.0, start - 1.0 + 2.0]
+    assert positions.tolist() == sorted(block * 3)
+    assert weights.shape == limits.shape == (0,)
+
+
+@pytest.mark.parametrize("start", [math.nan, math.inf, -math.inf, 0.0])
+def test_fractional_negative_taps_place_nothing_in_any_number_of_groups(start):
+    # -1 < L < 0: no window, no tap, no position (L * G < 0); group 1 would
+    # start its block at L, inside (-1, 0).
+    for groups in (1.0, 2.0, 7.5):
+        positions, weights, limits = zefra_tdr.floating_dfe(
+            [0.5, 1.0, 0.25], search_start=start, taps_per_group=-0.5, group_count=groups,
+            search_end=2.0, max_tap_weight=0.5, main_cursor=1.0)
+        assert positions.shape == (0,)
+        assert weights.tolist() == limits.tolist() == [0.0, 0.0, 0.0]
 
 
 @pytest.mark.parametrize("taps, groups", [(1, 1), (2, 1), (1, 3), (3, 2)])

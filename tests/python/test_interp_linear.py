@@ -6,8 +6,6 @@ segments, descending tables and the exact number of values written."""
 from __future__ import annotations
 
 import ctypes
-import math
-import time
 
 import numpy as np
 import pytest
@@ -377,31 +375,3 @@ def test_complex_parts_against_numpy_and_scipy(error_log):
     error_log.record("linear_vs_scipy_ulp", worst_sp)
     assert worst_np <= TOLERANCES["linear_vs_numpy_ulp"]
     assert worst_sp <= TOLERANCES["linear_vs_scipy_ulp"]
-
-
-# ---- speed ------------------------------------------------------------------
-
-
-def best_of(runs: int, fn) -> float:
-    best = math.inf
-    for _ in range(runs):
-        t0 = time.perf_counter()
-        fn()
-        best = min(best, time.perf_counter() - t0)
-    return best
-
-
-@pytest.mark.timing
-@pytest.mark.parametrize("name", list(EXTRAP_WRAPPERS))
-def test_speed_against_numpy_interp(name, capsys):
-    wrapper, _ = EXTRAP_WRAPPERS[name]
-    rng = np.random.default_rng(40_800)
-    x = np.sort(rng.uniform(0.0, 1.0, 10_000))
-    y = rng.standard_normal(10_000)
-    q = np.sort(rng.uniform(x[0], x[-1], 1_000_000))
-    t_ours = best_of(5, lambda: wrapper(x, y, q))
-    t_numpy = best_of(5, lambda: np.interp(q, x, y))
-    with capsys.disabled():
-        print(f"\n{name}, 1e6 sorted queries over 1e4 samples: {t_ours * 1e3:.2f} ms; "
-              f"numpy.interp: {t_numpy * 1e3:.2f} ms; ratio {t_ours / t_numpy:.2f}")
-    assert t_ours <= 3.0 * t_numpy + 1e-3

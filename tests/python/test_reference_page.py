@@ -1,0 +1,115 @@
+"""docs/python.md lists every function of the package once, with its
+signature, its module and the export it actually calls."""
+
+from __future__ import annotations
+
+import contextlib
+import importlib
+import inspect
+import pkgutil
+import re
+from pathlib import Path
+
+import pytest
+
+import zefra_tdr
+from zefra_tdr import _library
+
+PAGE = Path(__file__).resolve().parents[2] / "docs" / "python.md"
+ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| `(\w+)` \| `(\w+)` \|$")
+
+ONE = [1.0]
+PORT = ([0.5j], [0.5], [0.5], [0.25])
+# One small valid call of every function.
+CALLS = {
+    "mod": lambda f: f(ONE, 0.5),
+    "kron": lambda f: f(ONE, ONE),
+    "conv": lambda f: f(ONE, ONE),
+    "filter_signal": lambda f: f(ONE, ONE, ONE),
+    "unwrap": lambda f: f(ONE),
+    "poly": lambda f: f(ONE),
+    "polyval": lambda f: f(ONE, [1j]),
+    "polyfit": lambda f: f([0.0, 1.0], [1.0, 2.0]),
+    "butterworth_tf": lambda f: f(2, ONE, 1.0),
+    "get_butterworth_tf": lambda f: f(2, ONE, 1.0),
+    "median": lambda f: f(ONE),
+    "eval_std": lambda f: f(ONE),
+    "norm": lambda f: f(ONE),
+    "interp_linear": lambda f: f([0.0, 1.0], ONE * 2, [0.5]),
+    "interp_linear_extrap": lambda f: f([0.0, 1.0], ONE * 2, [0.5]),
+    "interp_linear_extrap_complex": lambda f: f([0.0, 1.0], [1j, 1.0], [0.5]),
+    "linear_interp_c": lambda f: f([0.0, 1.0], [1j, 1.0], [0.5]),
+    "interp_cubic": lambda f: f([0.0, 1.0], ONE * 2, [0.5]),
+    "interp_sparam": lambda f: f([0.5, 0.25j], [1e9, 2e9], [1.5e9]),
+    "combine_s4p": lambda f: f(PORT, PORT),
+    "synth_tline": lambda f: f([1e9], z_a_ohm=50.0, z_b_ohm=25.0, loss_coeffs=[0.01],
+                               tau_ns=0.15, length=1.0),
+    "make_package": lambda f: f([1e9], line_length=1.0, shunt_cap_in_f=1e-13,
+                                shunt_cap_out_f=1e-13, line_impedance_ohm=50.0,
+                                phase_delay_ns=0.1, loss_coeffs=[0.01],
+                                ref_impedance_ohm=50.0),
+    "erfcinv": lambda f: f([0.5]),
+    "td_ctle": lambda f: f(ONE, base_rate_hz=1.0, zero_hz=0.1, pole1_hz=0.2, pole2_hz=0.3,
+                           gain_db=3.0),
+    "xtalk_noise_step": lambda f: f(ONE, ONE * 40, samples_per_ui=4, amplitude=1.0),
+    "floating_dfe": lambda f: f([0.1, 1.0, 0.3], search_start=2.0, taps_per_group=1.0,
+                                group_count=1.0, search_end=2.0, max_tap_weight=0.5,
+                                main_cursor=1.0),
+    "pdf_from_sampled_signal": lambda f: f([0.5], level_count=2, bin_width=0.1),
+    "pdf_from_sampled_signal_800g": lambda f: f([0.5], level_count=2, bin_width=0.1),
+    "cpdf": lambda f: f([0.0], [1.0], bin_width=0.1, out_count=0),
+}
+
+
+def page_rows() -> dict[str, tuple[str, str, str]]:
+    rows: dict[str, tuple[str, str, str]] = {}
+    for line in PAGE.read_text(encoding="utf-8").splitlines():
+        match = ROW.match(line)
+        if match:
+            name, signature, export, module = match.groups()
+            assert name not in rows, f"{name} listed twice"
+            rows[name] = (signature, export, module)
+    return rows
+
+
+@contextlib.contextmanager
+def recorded_exports():
+    """Records the exports the package looks up while the block runs."""
+    names: list[str] = []
+    lookup = _library.function
+
+    def recording(name: str):
+        names.append(name)
+        return lookup(name)
+
+    modules = [importlib.import_module(f"zefra_tdr.{info.name}")
+               for info in pkgutil.iter_modules(zefra_tdr.__path__)
+               if info.name != "_library"]
+    patched = [m for m in modules if getattr(m, "function", None) is lookup]
+    for module in patched:
+        module.function = recording
+    try:
+        yield names
+    finally:
+        for module in patched:
+            module.function = lookup
+
+
+def test_page_lists_every_function_once_and_every_export():
+    rows = page_rows()
+    assert sorted(rows) == sorted(zefra_tdr.__all__)
+    exports = [export for _, export, _ in rows.values()]
+    assert len(set(exports)) == len(exports)
+    assert set(exports) | {"zefra_release_array"} == set(_library.SIGNATURES)
+
+
+@pytest.mark.parametrize("name", sorted(CALLS))
+def test_page_gives_the_signature_module_and_export_of(name):
+    signature, export, module = page_rows()[name]
+    function = getattr(zefra_tdr, name)
+    actual = inspect.signature(function).replace(return_annotation=inspect.Signature.empty)
+    assert signature == str(actual)
+    assert function.__module__ == f"zefra_tdr.{module}"
+    with recorded_exports() as called:
+        CALLS[name](function)
+    assert set(called) - {"zefra_release_array"} == {export}
