@@ -261,21 +261,7 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
     """
     arr = as_double_vector(pulse, "pulse")
     n = arr.shape[0]
-    if n == 0:
-        # An empty pulse goes to the library as the single cursor 0.0.  Given
-        # an empty pulse, the library takes a position in (-1, 0) for index 0
-        # (trunc rounds it there) and reads and writes that cursor of a pulse
-        # that has none, a null access.  A cursor of 0.0 is what a position
-        # outside the pulse reads, so the positions are those of the empty
-        # pulse; the weight and limit at that index are not returned.
-        arr = as_double_vector(0.0)
     taps, groups = float(taps_per_group), float(group_count)
-    # With -1 < L < 0 no group has a tap or a window, whatever their number,
-    # and no position is kept (L * G <= 0 for G >= 1); but the block of group
-    # g starts at g * L, which lies in (-1, 0), and the library then writes a
-    # position marker at index 0 of its empty position list.  One group (at
-    # -0.0) gives the same results without that write.
-    call_groups = 1.0 if -1.0 < taps < 0.0 and groups >= 2.0 else groups
     # The library writes trunc(L * G) positions (capped) without knowing the
     # buffer's length: the buffer is sized from a bound formed in integers,
     # and exactly the positions written are returned.  Weights and limits
@@ -286,17 +272,15 @@ def floating_dfe(pulse, *, search_start, taps_per_group, group_count, search_end
         raise RuntimeError(  # cannot happen: _position_bound proves the bound
             f"{written} tap positions would not fit the {size} allocated")
     positions = new_double_output(size)
-    weights = new_double_output(arr.shape[0], "len(pulse)")
-    limits = new_double_output(arr.shape[0], "len(pulse)")
+    weights = new_double_output(n, "len(pulse)")
+    limits = new_double_output(n, "len(pulse)")
     function("floatingDFE")(
         double_ptr(arr), count_of(arr, "pulse"),
-        float(search_start), taps, call_groups,
+        float(search_start), taps, groups,
         float(search_end), float(max_tap_weight), float(main_cursor),
         ctypes.c_int32(0),
         double_ptr(positions), double_ptr(weights), double_ptr(limits),
     )
     if written < size:
         positions = positions[:written].copy()
-    if n == 0:
-        weights, limits = weights[:0].copy(), limits[:0].copy()
     return positions, weights, limits
