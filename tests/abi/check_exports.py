@@ -32,9 +32,10 @@ def version_script_exports(path):
     return [n.strip() for n in body.split(";") if n.strip()]
 
 
-def header_exports(path):
+def header_exports(path, macro="ZEFRA_API"):
+    """Names of the functions a header declares with the export macro."""
     text = open(path, encoding="utf-8").read()
-    return re.findall(r"ZEFRA_API\s+[\w\s\*]+?\b(\w+)\s*\(", text)
+    return re.findall(macro + r"\s+[\w\s\*]+?\b(\w+)\s*\(", text)
 
 
 def dynamic_symbols(library):

@@ -10,7 +10,6 @@
 
 usage: check_sibling.py MAIN_LIBRARY SIBLING_LIBRARY SIBLING_DEF SIBLING_MAP SIBLING_HEADER
 """
-import ctypes
 import os
 import re
 import shutil
@@ -19,12 +18,12 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.dirname(__file__))
-from check_exports import def_exports, dynamic_symbols, version_script_exports  # noqa: E402
-
-
-def header_functions(path):
-    text = open(path, encoding="utf-8").read()
-    return re.findall(r"ZEFRA_INTERP_SPARAM_API\s+[\w\s\*]+?\b(\w+)\s*\(", text)
+from check_exports import (  # noqa: E402
+    def_exports,
+    dynamic_symbols,
+    header_exports,
+    version_script_exports,
+)
 
 
 def undefined_symbols(library):
@@ -52,7 +51,7 @@ def main():
     if expected != ["zefra_interp_Sparam_C"]:
         failures.append(f"module definition lists {expected}")
     for label, names in (("version script", version_script_exports(map_file)),
-                         ("header", header_functions(header)),
+                         ("header", header_exports(header, "ZEFRA_INTERP_SPARAM_API")),
                          ("sibling symbol table", dynamic_symbols(sibling))):
         if sorted(names) != sorted(expected):
             failures.append(f"{label} lists {sorted(names)}")

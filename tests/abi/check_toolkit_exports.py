@@ -7,25 +7,16 @@ stay hidden), and every export carries the toolkit's prefix zefra_tk_.
 
 usage: check_toolkit_exports.py LIBRARY HEADER
 """
-import re
-import subprocess
+import os
 import sys
 
-
-def header_functions(path):
-    text = open(path, encoding="utf-8").read()
-    return re.findall(r"ZEFRA_TK_API\s+[\w\s\*]+?\b(\w+)\s*\(", text)
-
-
-def dynamic_symbols(library):
-    out = subprocess.run(["nm", "-D", "--defined-only", library],
-                         check=True, capture_output=True, text=True).stdout
-    return [line.split()[-1] for line in out.splitlines() if line.strip()]
+sys.path.insert(0, os.path.dirname(__file__))
+from check_exports import dynamic_symbols, header_exports  # noqa: E402
 
 
 def main():
     library, header = sys.argv[1:3]
-    declared = header_functions(header)
+    declared = header_exports(header, "ZEFRA_TK_API")
     symbols = dynamic_symbols(library)
     failures = []
     if not declared:
