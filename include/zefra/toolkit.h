@@ -5,7 +5,8 @@
  * table is fixed.
  *
  * Conventions of every function below:
- *   - Plain C types only; counts are signed 32-bit integers.
+ *   - Plain C types only; counts are signed integers (64 bits where a
+ *     count of values can pass 2^31).
  *   - Functions that can fail return a zefra_tk_status and write a
  *     NUL-terminated message into a caller buffer; none prints.
  *   - Every function may be called from several threads at once.
@@ -18,18 +19,8 @@
 #include <stdint.h>
 
 #include "zefra/version.h"
-
-#if defined(_WIN32)
-#  if defined(ZEFRA_TK_BUILDING)
-#    define ZEFRA_TK_API __declspec(dllexport)
-#  else
-#    define ZEFRA_TK_API __declspec(dllimport)
-#  endif
-#elif defined(ZEFRA_TK_BUILDING) && (defined(__GNUC__) || defined(__clang__))
-#  define ZEFRA_TK_API __attribute__((visibility("default")))
-#else
-#  define ZEFRA_TK_API
-#endif
+#include "zefra/toolkit/common.h"
+#include "zefra/toolkit/touchstone.h"
 
 #ifdef __cplusplus
 extern "C" {

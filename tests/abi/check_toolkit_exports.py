@@ -5,7 +5,7 @@ Every function the header declares with ZEFRA_TK_API is exported unmangled,
 and the library defines no other symbol of its own (the kernels it links
 stay hidden), and every export carries the toolkit's prefix zefra_tk_.
 
-usage: check_toolkit_exports.py LIBRARY HEADER
+usage: check_toolkit_exports.py LIBRARY HEADER...
 """
 import os
 import sys
@@ -15,12 +15,12 @@ from check_exports import dynamic_symbols, header_exports  # noqa: E402
 
 
 def main():
-    library, header = sys.argv[1:3]
-    declared = header_exports(header, "ZEFRA_TK_API")
+    library, headers = sys.argv[1], sys.argv[2:]
+    declared = [name for header in headers for name in header_exports(header, "ZEFRA_TK_API")]
     symbols = dynamic_symbols(library)
     failures = []
     if not declared:
-        failures.append(f"{header} declares no ZEFRA_TK_API function")
+        failures.append(f"{headers} declare no ZEFRA_TK_API function")
     if sorted(symbols) != sorted(declared):
         failures.append(f"library exports extra {sorted(set(symbols) - set(declared))}, "
                         f"misses {sorted(set(declared) - set(symbols))}")
