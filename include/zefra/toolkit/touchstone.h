@@ -26,7 +26,7 @@
 
 #include <stdint.h>
 
-#include "zefra/toolkit/status.h"
+#include "zefra/toolkit/common.h"
 
 #ifdef __cplusplus
 extern "C" {
