@@ -137,17 +137,24 @@ enum {
  *   z0: in, double[ports], ohms, finite and positive
  *   noisePoints: 0, or (2-ports only) the length of the four noise arrays
  *   noiseF, nfMinDb, gammaOpt (complex), rn: in, as zefra_tk_network_copy_noise
- *   comments: in, commentCount NUL-terminated lines written as "! ..."
- *       after the header comment (bytes above 0x7E are written as '?')
- *   format, unit: ZEFRA_TK_FORMAT_*, ZEFRA_TK_UNIT_*
- *   version: 0 chooses (1 when every reference is equal, else 2), 1 or 2
- *       (1 with unequal references is an error)
+ *   comments: in, commentCount NUL-terminated lines written as "!..."
+ *       after the header comment (bytes above 0x7E, and control bytes
+ *       other than tab, are written as '?')
+ *   format, unit: ZEFRA_TK_FORMAT_*, ZEFRA_TK_UNIT_*; the unit is the
+ *       largest one up to `unit` in which every frequency, read back and
+ *       multiplied by the unit, gives f again (Hz always does)
+ *   version: 0 chooses (1 when every reference is equal, `path` ends in
+ *       .sNp and the noise data can follow the network data, else 2), 1 or
+ *       2 (1 with unequal references or another name is an error)
  *   digits: 0 for the shortest digits that read back to the same double
  *       (RI then round-trips bit for bit), else 1 .. 17 significant digits
+ *       (frequencies are always written in full)
  * Returns ZEFRA_TK_OK, ZEFRA_TK_BAD_INPUT (an argument breaks the rules
- * above; the message says which) or ZEFRA_TK_IO_ERROR.  On failure the file
- * is not created (or left as it was): the text goes to a temporary file in
- * the same folder, renamed over `path` at the end.
+ * above, or an S value is not finite; the message says which),
+ * ZEFRA_TK_IO_ERROR or ZEFRA_TK_NO_MEMORY.  On failure the file is not
+ * created (or left as it was): the text goes to a temporary file in the
+ * same folder, renamed over `path` at the end.  docs/touchstone_writing.md
+ * describes the layout.
  */
 ZEFRA_TK_API zefra_tk_status zefra_tk_touchstone_write(
     const char *path, int32_t ports, int64_t points, const double *f, const double *s,
