@@ -105,6 +105,20 @@ floating_dfe
     Tap positions, weights and limits of a floating-tap decision-feedback
     equaliser.
 
+Networks and Touchstone files
+-----------------------------
+Network
+    S-parameters of an N-port over a frequency grid (``f`` in Hz,
+    ``s[k, i, j]``, ``z0`` in ohms), shaped like scikit-rf's.
+NoiseData
+    Noise parameters of a two-port, in SI units.
+read_touchstone, write_touchstone
+    Touchstone files (.sNp, .ts; versions 1 and 2) in and out, through the
+    toolkit library.
+TouchstoneError
+    A file that breaks a rule of the format (a ValueError with ``path`` and
+    ``line``).
+
 Probability densities
 ---------------------
 Histograms on a uniform amplitude grid, returned as numpy arrays together
@@ -130,19 +144,22 @@ from .interpolation import (
     interp_sparam,
     linear_interp_c,
 )
+from .network import Network, NoiseData
 from .numeric import conv, filter_signal, kron, mod, unwrap
 from .polynomial import poly, polyfit, polyval
 from .special import erfcinv
 from .statistics import eval_std, median, norm
+from .touchstone import TouchstoneError, read_touchstone, write_touchstone
 
 __all__ = [
+    "Network", "NoiseData", "TouchstoneError",
     "butterworth_tf", "combine_s4p", "conv", "cpdf", "erfcinv", "eval_std",
     "filter_signal", "floating_dfe", "get_butterworth_tf", "interp_cubic",
     "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
     "interp_sparam", "kron", "linear_interp_c", "make_package",
     "median", "mod", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-    "poly", "polyfit", "polyval", "synth_tline", "td_ctle", "unwrap",
-    "xtalk_noise_step",
+    "poly", "polyfit", "polyval", "read_touchstone", "synth_tline", "td_ctle", "unwrap",
+    "write_touchstone", "xtalk_noise_step",
 ]
 
 

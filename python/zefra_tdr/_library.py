@@ -201,9 +201,39 @@ SIGNATURES: dict[str, tuple[object, list[object]]] = {
     ]),
 }
 
-#: The toolkit's C API (include/zefra/toolkit.h).
+_c_int32, _c_int64, _network_p = ctypes.c_int32, ctypes.c_int64, ctypes.c_void_p
+
+#: The toolkit's C API (include/zefra/toolkit.h and zefra/toolkit/*.h).
+#: Statuses are ``int32_t``; a network is an opaque pointer; messages go to
+#: a ``char`` buffer followed by its size.
 TOOLKIT_SIGNATURES: dict[str, tuple[object, list[object]]] = {
     "zefra_tk_version": (ctypes.c_char_p, []),
+    # Touchstone files (zefra/toolkit/touchstone.h).
+    "zefra_tk_touchstone_read": (_c_int32, [
+        ctypes.c_char_p, ctypes.POINTER(_network_p),  # path, network (out)
+        ctypes.c_char_p, _c_int32,                    # message, messageSize
+    ]),
+    "zefra_tk_network_free": (None, [_network_p]),
+    "zefra_tk_network_ports": (_c_int32, [_network_p]),
+    "zefra_tk_network_points": (_c_int64, [_network_p]),
+    "zefra_tk_network_noise_points": (_c_int64, [_network_p]),
+    "zefra_tk_network_copy_grid": (None, [_network_p, _c_double_p, _c_double_p]),  # f, z0
+    "zefra_tk_network_take_s": (_c_int64, [_network_p, _c_double_p]),             # s (complex)
+    "zefra_tk_network_copy_noise": (None, [
+        _network_p, _c_double_p, _c_double_p,  # f, nfMinDb
+        _c_double_p, _c_double_p,              # gammaOpt (complex), rn
+    ]),
+    "zefra_tk_network_text_count": (_c_int32, [_network_p, _c_int32]),           # kind
+    "zefra_tk_network_text": (ctypes.c_char_p, [_network_p, _c_int32, _c_int32]),  # kind, index
+    "zefra_tk_touchstone_write": (_c_int32, [
+        ctypes.c_char_p, _c_int32, _c_int64,           # path, ports, points
+        _c_double_p, _c_double_p, _c_double_p,         # f, s (complex), z0
+        _c_int64, _c_double_p, _c_double_p,            # noisePoints, noiseF, nfMinDb
+        _c_double_p, _c_double_p,                      # gammaOpt (complex), rn
+        ctypes.POINTER(ctypes.c_char_p), _c_int32,     # comments, commentCount
+        _c_int32, _c_int32, _c_int32, _c_int32,        # format, unit, version, digits
+        ctypes.c_char_p, _c_int32,                     # message, messageSize
+    ]),
 }
 
 

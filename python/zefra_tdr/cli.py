@@ -61,6 +61,105 @@ def _version(args) -> int:
     return EXIT_OK
 
 
+def _error_line(exc: BaseException) -> str:
+    return f"zefra-tdr: error: {exc}".splitlines()[0]
+
+
+def _info_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("files", nargs="+", metavar="FILE",
+                        help="Touchstone files (.sNp, .ts; versions 1 and 2)")
+    parser.add_argument("--json", action="store_true",
+                        help="print a JSON list with one object per file instead of text "
+                             "(default: text); frequencies in Hz (keys ending in _hz), "
+                             "references in ohms (_ohm)")
+
+
+def _ghz(f_hz: float | None) -> str:
+    return "-" if f_hz is None else f"{f_hz / 1e9:.9g} GHz"
+
+
+def _info_text(facts: dict) -> str:
+    z0 = facts["z0_ohm"]
+    references = (f"{z0[0]:.12g} ohm, every port" if len(set(z0)) == 1
+                  else ", ".join(f"{r:.12g}" for r in z0) + " ohm")
+    sigma, asymmetry = facts["max_singular_value"], facts["reciprocity_error"]
+    lines = [
+        facts["file"],
+        f"  file:        version {facts['file_version']}, {facts['file_parameter']} parameters, "
+        f"{facts['file_format']}, {facts['file_unit']}",
+        f"  ports:       {facts['ports']}",
+        f"  points:      {facts['points']}, {_ghz(facts['f_start_hz'])} .. "
+        f"{_ghz(facts['f_stop_hz'])}",
+        f"  references:  {references}",
+        f"  noise:       {facts['noise_points']} points",
+    ]
+    if facts["mixed_mode_order"]:
+        lines.append(f"  mixed mode:  {' '.join(facts['mixed_mode_order'])}")
+    lines += [
+        "  passivity:   largest singular value of S "
+        + ("-" if sigma is None else f"{sigma:.6g} at {_ghz(facts['max_singular_value_f_hz'])}")
+        + " (at most 1 for a passive network)",
+        "  reciprocity: max |S - S^T| "
+        + ("-" if asymmetry is None
+           else f"{asymmetry:.3g} at {_ghz(facts['reciprocity_error_f_hz'])}")
+        + " (0 for a reciprocal network)",
+        f"  warnings:    {len(facts['warnings'])}",
+        *[f"    {w}" for w in facts["warnings"]],
+    ]
+    return "\n".join(lines)
+
+
+@command("info", "describe Touchstone files: size, band, references, passivity, reciprocity",
+         _info_options)
+def _info(args) -> int:
+    from .touchstone import info
+
+    described, status = [], EXIT_OK
+    for path in args.files:
+        try:
+            described.append(info(path))
+        except (ValueError, OSError) as exc:
+            if args.debug:
+                raise
+            print(_error_line(exc), file=sys.stderr)
+            status = EXIT_BAD_INPUT
+    if args.json:
+        print(json.dumps(described, indent=2))
+    elif described:
+        print("\n\n".join(_info_text(facts) for facts in described))
+    return status
+
+
+def _convert_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("source", metavar="IN", help="Touchstone file to read")
+    parser.add_argument("target", metavar="OUT",
+                        help="Touchstone file to write (replaced in one step if it exists); "
+                             "a name ending in .sNp must carry the port count")
+    parser.add_argument("--fmt", choices=("ri", "ma", "db"), default="ri",
+                        help="number format: ri real/imaginary, ma magnitude/angle in degrees, "
+                             "db 20 log10|S| in dB/angle in degrees (default: ri)")
+    parser.add_argument("--unit", choices=("hz", "khz", "mhz", "ghz"), default="ghz",
+                        help="frequency unit (default: ghz); frequencies always read back "
+                             "exactly, so a smaller unit is taken when one of them would not")
+    parser.add_argument("--version", type=int, choices=(1, 2), default=None,
+                        dest="file_version",
+                        help="Touchstone version (default: 1 when every port has the same "
+                             "reference and OUT ends in .sNp, else 2)")
+    parser.add_argument("--digits", type=int, default=None, metavar="N",
+                        help="significant digits of the values, 1 to 17 (default: the "
+                             "shortest that read back to the same number, exact for ri)")
+
+
+@command("convert", "rewrite a Touchstone file in another format, unit or version",
+         _convert_options)
+def _convert(args) -> int:
+    from .touchstone import convert_touchstone
+
+    convert_touchstone(args.source, args.target, fmt=args.fmt, unit=args.unit,
+                       version=args.file_version, digits=args.digits)
+    return EXIT_OK
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zefra-tdr",
@@ -98,7 +197,7 @@ def main(argv: list[str] | None = None) -> int:
     except (ValueError, OSError) as exc:
         if args.debug:
             raise
-        print(f"zefra-tdr: error: {exc}".splitlines()[0], file=sys.stderr)
+        print(_error_line(exc), file=sys.stderr)
         return EXIT_BAD_INPUT
 
 

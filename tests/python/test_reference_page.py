@@ -1,5 +1,6 @@
 """docs/python.md lists every function of the package once, with its
-signature, its module and the export it actually calls."""
+signature, its module and the export (or toolkit functions) it actually
+calls, and every class with its signature and module."""
 
 from __future__ import annotations
 
@@ -16,7 +17,9 @@ import zefra_tdr
 from zefra_tdr import _library
 
 PAGE = Path(__file__).resolve().parents[2] / "docs" / "python.md"
-ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| `(\w+)` \| `(\w+)` \|$")
+ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| `(?!zefra_tk_)(\w+)` \| `(\w+)` \|$")
+TOOLKIT_ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| ((?:`zefra_tk_\w+`(?:, )?)+) \| `(\w+)` \|$")
+CLASS_ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| `(\w+)` \|$")
 
 ONE = [1.0]
 PORT = ([0.5j], [0.5], [0.5], [0.25])
@@ -61,22 +64,48 @@ CALLS = {
 }
 
 
-def page_rows() -> dict[str, tuple[str, str, str]]:
-    rows: dict[str, tuple[str, str, str]] = {}
+def _rows(pattern: re.Pattern) -> dict[str, tuple]:
+    rows: dict[str, tuple] = {}
     for line in PAGE.read_text(encoding="utf-8").splitlines():
-        match = ROW.match(line)
+        match = pattern.match(line)
         if match:
-            name, signature, export, module = match.groups()
+            name, *rest = match.groups()
             assert name not in rows, f"{name} listed twice"
-            rows[name] = (signature, export, module)
+            rows[name] = tuple(rest)
     return rows
 
 
+def page_rows() -> dict[str, tuple[str, str, str]]:
+    """Functions over an export: signature, export, module."""
+    return _rows(ROW)
+
+
+def toolkit_rows() -> dict[str, tuple[str, set[str], str]]:
+    """Functions over the toolkit: signature, toolkit functions, module."""
+    return {name: (signature, set(re.findall(r"`(\w+)`", calls)), module)
+            for name, (signature, calls, module) in _rows(TOOLKIT_ROW).items()}
+
+
+def class_rows() -> dict[str, tuple[str, str]]:
+    """Classes: signature, module."""
+    return _rows(CLASS_ROW)
+
+
+def plain_signature(obj) -> str:
+    """The signature of ``obj`` without annotations."""
+    signature = inspect.signature(obj)
+    return str(signature.replace(
+        parameters=[p.replace(annotation=inspect.Parameter.empty)
+                    for p in signature.parameters.values()],
+        return_annotation=inspect.Signature.empty))
+
+
 @contextlib.contextmanager
-def recorded_exports():
-    """Records the exports the package looks up while the block runs."""
+def recorded_exports(attribute: str = "function"):
+    """Records the functions the package looks up through ``_library.function``
+    (or ``_library.toolkit_function``) while the block runs."""
     names: list[str] = []
-    lookup = _library.function
+    lookup = getattr(_library, attribute)
 
     def recording(name: str):
         names.append(name)
@@ -85,30 +114,65 @@ def recorded_exports():
     modules = [importlib.import_module(f"zefra_tdr.{info.name}")
                for info in pkgutil.iter_modules(zefra_tdr.__path__)
                if info.name != "_library"]
-    patched = [m for m in modules if getattr(m, "function", None) is lookup]
+    patched = [m for m in modules if getattr(m, attribute, None) is lookup]
     for module in patched:
-        module.function = recording
+        setattr(module, attribute, recording)
     try:
         yield names
     finally:
         for module in patched:
-            module.function = lookup
+            setattr(module, attribute, lookup)
 
 
-def test_page_lists_every_function_once_and_every_export():
-    rows = page_rows()
-    assert sorted(rows) == sorted(zefra_tdr.__all__)
+def test_page_lists_every_function_and_class_once_and_every_export():
+    rows, toolkit, classes = page_rows(), toolkit_rows(), class_rows()
+    listed = [*rows, *toolkit, *classes]
+    assert sorted(listed) == sorted(zefra_tdr.__all__)
     exports = [export for _, export, _ in rows.values()]
     assert len(set(exports)) == len(exports)
     assert set(exports) | {"zefra_release_array"} == set(_library.SIGNATURES)
+    toolkit_calls = set().union(*(calls for _, calls, _ in toolkit.values()))
+    assert toolkit_calls | {"zefra_tk_version"} == set(_library.TOOLKIT_SIGNATURES)
+
+
+@pytest.mark.parametrize("name", sorted(class_rows()))
+def test_page_gives_the_signature_and_module_of_class(name):
+    signature, module = class_rows()[name]
+    cls = getattr(zefra_tdr, name)
+    assert signature == plain_signature(cls)
+    assert cls.__module__ == f"zefra_tdr.{module}"
+
+
+def _noisy_two_port():
+    return zefra_tdr.Network(
+        [1e9, 2e9], [[[0.5, 0.1j], [0.1j, 0.5]]] * 2, 50.0,
+        noise=zefra_tdr.NoiseData([1e9], [0.5], [0.25j], [20.0]), comments=["a comment"])
+
+
+# One small valid call of every toolkit function, in a fresh folder.
+TOOLKIT_CALLS = {
+    "write_touchstone": lambda f, folder: f(_noisy_two_port(), folder / "a.s2p"),
+    "read_touchstone": lambda f, folder: f(folder / "b.s2p"),
+}
+
+
+@pytest.mark.parametrize("name", sorted(TOOLKIT_CALLS))
+def test_page_gives_the_signature_module_and_toolkit_functions_of(name, tmp_path):
+    signature, calls, module = toolkit_rows()[name]
+    function = getattr(zefra_tdr, name)
+    assert signature == plain_signature(function)
+    assert function.__module__ == f"zefra_tdr.{module}"
+    zefra_tdr.write_touchstone(_noisy_two_port(), tmp_path / "b.s2p")
+    with recorded_exports("toolkit_function") as called:
+        TOOLKIT_CALLS[name](function, tmp_path)
+    assert set(called) == calls
 
 
 @pytest.mark.parametrize("name", sorted(CALLS))
 def test_page_gives_the_signature_module_and_export_of(name):
     signature, export, module = page_rows()[name]
     function = getattr(zefra_tdr, name)
-    actual = inspect.signature(function).replace(return_annotation=inspect.Signature.empty)
-    assert signature == str(actual)
+    assert signature == plain_signature(function)
     assert function.__module__ == f"zefra_tdr.{module}"
     with recorded_exports() as called:
         CALLS[name](function)
