@@ -176,6 +176,30 @@ TOLERANCES = {
     # Slopes (our restatement) against PchipInterpolator's: relative error
     # (the harmonic mean is formed differently).  Observed 4.3e-16.
     "cubic_slopes_vs_pchip_rel": 2e-15,
+    # ---- Touchstone files (RI text round-trips bit for bit and is compared
+    # with identical bits; these bounds apply to MA and DB text and to the
+    # noise parameters, which files hold as magnitude and angle).  Errors
+    # are |ours - ref| / |ref| of complex values, so that an angle error
+    # counts against the magnitude. ----
+    # Corpus MA/DB files and their noise data read by read_touchstone against
+    # skrf 0.15: the two readers turn degrees into radians and dB into
+    # magnitudes with different roundings (deg * pi / 180 and
+    # deg * (pi / 180) differ by an ulp in about a quarter of angles); the
+    # accuracy asked is 1e-12.
+    "touchstone_ma_db_vs_skrf_rel": 1e-12,
+    # A network written MA (shortest digits) and read back, by skrf or
+    # read_touchstone: the magnitude is hypot(re, im) and the angle
+    # atan2(im, re) * (180 / pi), each rounded once, and the reader undoes
+    # both with two or three more roundings and cos, sin.
+    "touchstone_ma_round_trip_rel": 1e-14,
+    # The same in DB, magnitudes 1e-100 .. 1e100 (+-2000 dB): one ulp of the
+    # dB value, up to 2.3e-13 dB, is a relative error of up to
+    # ln(10) / 20 * 2.3e-13 = 2.6e-14 of the magnitude, before the
+    # roundings of the conversions.
+    "touchstone_db_round_trip_rel": 1e-13,
+    # Rn of a version-1 file, which holds Rn / R: two roundings (the
+    # division, then the reader's product by R), 2**-52 at most.
+    "touchstone_rn_version1_rel": 2.0**-52,
 }
 
 SMALLEST_NORMAL = 2.2250738585072014e-308
