@@ -20,7 +20,10 @@ from hypothesis import strategies as st
 
 import zefra_tdr
 from oracles import TOLERANCES
-from touchstone_networks import MODERATE, TOUCHSTONE, networks, relative_error, same_bits
+from touchstone_networks import (MODERATE, TOUCHSTONE, needs_reader, networks, relative_error,
+                                 same_bits)
+
+pytestmark = needs_reader
 
 UNITS = zefra_tdr.touchstone.UNITS
 
