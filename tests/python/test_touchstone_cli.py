@@ -10,7 +10,6 @@ import pytest
 
 import zefra_tdr
 from zefra_tdr.cli import COMMANDS, _parser, main
-from touchstone_networks import needs_reader
 from zefra_tdr.touchstone import describe
 
 CORPUS = Path(__file__).resolve().parents[1] / "data" / "touchstone" / "python"
@@ -51,7 +50,6 @@ def test_points_that_are_not_finite_are_left_out():
 
 # ---- info ----------------------------------------------------------------------
 
-@needs_reader
 def test_info_prints_each_fact_of_a_file(capsys):
     assert main(["info", str(GOOD)]) == 0
     out = capsys.readouterr().out
@@ -63,7 +61,6 @@ def test_info_prints_each_fact_of_a_file(capsys):
         assert text in out
 
 
-@needs_reader
 def test_info_json_carries_units_in_its_keys(capsys):
     assert main(["info", "--json", str(GOOD), str(CORPUS / "version2_reference.ts")]) == 0
     first, second = json.loads(capsys.readouterr().out)
@@ -80,7 +77,6 @@ def test_info_json_carries_units_in_its_keys(capsys):
     assert first["reciprocity_error"] == np.abs(network.s - network.s.transpose(0, 2, 1)).max()
 
 
-@needs_reader
 def test_info_on_a_bad_file_prints_one_line_with_file_and_line_and_exits_2(capsys):
     assert main(["info", str(BAD)]) == 2
     captured = capsys.readouterr()
@@ -89,7 +85,6 @@ def test_info_on_a_bad_file_prints_one_line_with_file_and_line_and_exits_2(capsy
     assert captured.err.startswith(f"zefra-tdr: error: {BAD}:5: ")
 
 
-@needs_reader
 def test_info_goes_on_after_a_bad_file_and_exits_2(capsys, tmp_path):
     missing = tmp_path / "missing.s2p"
     assert main(["info", str(missing), str(GOOD)]) == 2
@@ -98,7 +93,6 @@ def test_info_goes_on_after_a_bad_file_and_exits_2(capsys, tmp_path):
     assert str(GOOD) in captured.out
 
 
-@needs_reader
 def test_info_with_debug_shows_the_traceback():
     with pytest.raises(zefra_tdr.TouchstoneError):
         main(["--debug", "info", str(BAD)])
@@ -106,7 +100,6 @@ def test_info_with_debug_shows_the_traceback():
 
 # ---- convert -------------------------------------------------------------------
 
-@needs_reader
 def test_convert_rewrites_a_file_in_the_options_asked(tmp_path):
     target = tmp_path / "out.ts"
     assert main(["convert", str(GOOD), str(target), "--fmt", "db", "--unit", "hz",
@@ -118,7 +111,6 @@ def test_convert_rewrites_a_file_in_the_options_asked(tmp_path):
     assert np.allclose(after.s, before.s, rtol=1e-11, atol=0)
 
 
-@needs_reader
 def test_convert_by_default_gives_ri_that_reads_back_bit_for_bit(tmp_path):
     target = tmp_path / "out.s2p"
     assert main(["convert", str(GOOD), str(target)]) == 0
@@ -127,7 +119,6 @@ def test_convert_by_default_gives_ri_that_reads_back_bit_for_bit(tmp_path):
     assert before.f.tobytes() == after.f.tobytes() and before.s.tobytes() == after.s.tobytes()
 
 
-@needs_reader
 @pytest.mark.parametrize("arguments, what", [
     (["--digits", "0"], "digits = 0"),
     (["--version", "1"], "the references differ"),
@@ -142,7 +133,6 @@ def test_convert_with_options_the_file_cannot_take_exits_2_with_one_line(argumen
     assert not target.exists()
 
 
-@needs_reader
 def test_convert_of_a_bad_file_exits_2_and_writes_nothing(tmp_path, capsys):
     target = tmp_path / "out.s2p"
     assert main(["convert", str(BAD), str(target)]) == 2

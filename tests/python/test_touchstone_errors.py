@@ -9,7 +9,6 @@ import numpy as np
 import pytest
 
 import zefra_tdr
-from touchstone_networks import needs_reader
 from zefra_tdr import Network, NoiseData, TouchstoneError
 
 BAD = Path(__file__).resolve().parents[1] / "data" / "touchstone" / "python" / "bad"
@@ -23,7 +22,6 @@ def two_port(**changes):
 
 # ---- reading -------------------------------------------------------------------
 
-@needs_reader
 @pytest.mark.parametrize("name, line", [("unordered.s2p", 5), ("unknown_format.s1p", 2)])
 def test_bad_file_raises_touchstone_error_with_path_and_line(name, line):
     path = str(BAD / name)

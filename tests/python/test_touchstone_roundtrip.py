@@ -20,10 +20,7 @@ from hypothesis import strategies as st
 
 import zefra_tdr
 from oracles import TOLERANCES
-from touchstone_networks import (MODERATE, TOUCHSTONE, needs_reader, networks, relative_error,
-                                 same_bits)
-
-pytestmark = needs_reader
+from touchstone_networks import MODERATE, TOUCHSTONE, networks, relative_error, same_bits
 
 UNITS = zefra_tdr.touchstone.UNITS
 

@@ -26,8 +26,7 @@ from hypothesis import strategies as st
 
 import zefra_tdr
 from oracles import TOLERANCES
-from touchstone_networks import (MODERATE, TOUCHSTONE, needs_reader, networks, relative_error,
-                                 same_bits)
+from touchstone_networks import MODERATE, TOUCHSTONE, networks, relative_error, same_bits
 
 skrf = pytest.importorskip("skrf")
 
@@ -80,7 +79,6 @@ def test_skip_list_names_corpus_files():
     assert set(SKRF_CANNOT) <= set(corpus_files())
 
 
-@needs_reader
 @pytest.mark.parametrize("name", corpus_files())
 def test_corpus_file_reads_as_skrf_reads_it(name, error_log):
     path = CORPUS / name

@@ -7,33 +7,12 @@ draws the same networks each time.
 
 from __future__ import annotations
 
-from pathlib import Path
-
 import numpy as np
-import pytest
 from hypothesis import HealthCheck, settings
 from hypothesis import strategies as st
 from hypothesis.extra import numpy as hnp
 
 import zefra_tdr
-
-
-def _reader_built() -> bool:
-    try:
-        zefra_tdr.read_touchstone(Path(__file__).resolve().parents[1] / "data" / "touchstone"
-                                  / "python" / "uppercase_name.S1P")
-    except zefra_tdr.TouchstoneError as exc:
-        if "reader is not built" in str(exc):
-            return False
-        raise
-    return True
-
-
-# TEMPORARY, removed with toolkit/touchstone/reader_stub.cpp when the reader
-# is merged: tests that read files are skipped while the library holds the
-# stand-in that refuses every file.
-needs_reader = pytest.mark.skipif(not _reader_built(),
-                                  reason="the toolkit library has no Touchstone reader yet")
 
 TOUCHSTONE = settings(derandomize=True, database=None, deadline=None, max_examples=120,
                       suppress_health_check=[HealthCheck.too_slow,

@@ -1,0 +1,36 @@
+// The S-parameters of a network as they are read: fixed-size records (one
+// frequency's matrix) in blocks of about 1 MiB, so that growing never
+// copies what is stored and never needs twice the memory; and handed over
+// block by block, each freed once copied, so that the caller's array and
+// the store never both exist whole.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace zefra::tk {
+
+class RecordStore {
+ public:
+  // Records of `recordSize` doubles.
+  explicit RecordStore(std::size_t recordSize = 0);
+
+  // Room for one more record at the end (uninitialised).
+  double* append();
+  int64_t records() const { return records_; }
+
+  // Copies every record into out[records * recordSize], in order, freeing
+  // the blocks as it goes; the store is then empty.  Returns the number of
+  // doubles written.
+  int64_t take(double* out);
+
+ private:
+  std::size_t recordSize_;
+  std::size_t perBlock_;
+  std::vector<std::unique_ptr<double[]>> blocks_;
+  int64_t records_ = 0;
+};
+
+}  // namespace zefra::tk
