@@ -1,6 +1,7 @@
 #include "touchstone/reader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
@@ -82,6 +83,7 @@ class Reader {
   void dataLine(std::string_view text);
   void networkValue(std::string_view token, bool firstOnLine);
   void noiseValue(std::string_view token);
+  void storeValue(double value);
   void completeRecord();
   void completeNoiseRow();
   void requireWholeRecords(const std::string& found);
@@ -569,6 +571,28 @@ void Reader::startNetworkData() {
   stage_ = Stage::kNetworkData;
 }
 
+// The number at p (before `end`) when it is a plain one -- an optional
+// sign, then a digit or a point, up to a blank, a '!' or the end -- with
+// the position after it; null for anything else (the caller then takes the
+// careful path, which reports errors and reads underflows as zero).
+inline const char* plainNumber(const char* p, const char* end, double& value) {
+  const char* start = p;
+  const char* lead = p;
+  if (*p == '+') {
+    start = lead = p + 1;
+  } else if (*p == '-') {
+    lead = p + 1;
+  }
+  if (lead == end || !((*lead >= '0' && *lead <= '9') || *lead == '.')) {
+    return nullptr;
+  }
+  const auto [next, error] = std::from_chars(start, end, value, std::chars_format::general);
+  if (error != std::errc() || (next != end && !isBlank(*next) && *next != '!')) {
+    return nullptr;
+  }
+  return next;
+}
+
 // The number of tokens of a data line, up to its comment.
 int64_t tokensOf(std::string_view text) {
   int64_t tokens = 0;
@@ -608,6 +632,18 @@ void Reader::dataLine(std::string_view text) {
     if (*p == '!') {
       comment(std::string_view(p + 1, static_cast<std::size_t>(end - p - 1)));
       break;
+    }
+    if (position_ > 0 && stage_ == Stage::kNetworkData) {
+      // The common case, a value of a data set: from_chars finds the end of
+      // the number itself.
+      double value = 0.0;
+      const char* const next = plainNumber(p, end, value);
+      if (next != nullptr) {
+        storeValue(value);
+        p = next;
+        first = false;
+        continue;
+      }
     }
     const char* const start = p;
     while (p < end && !isBlank(*p) && *p != '!') {
@@ -652,10 +688,20 @@ void Reader::networkValue(std::string_view token, bool firstOnLine) {
     recordF_ = f;
     recordLine_ = line_;
     position_ = 1;
-    values_.clear();
     return;
   }
-  values_.push_back(number(token));
+  storeValue(number(token));
+}
+
+void Reader::storeValue(double value) {
+  const auto index = static_cast<std::size_t>(position_ - 1);
+  if (index == values_.size()) {
+    // Grown as the values come, so that a huge port count announced by a
+    // short text costs no memory.
+    values_.resize(std::min<std::size_t>(static_cast<std::size_t>(valuesPerRecord_),
+                                         std::max<std::size_t>(64, 2 * index)));
+  }
+  values_[index] = value;
   ++position_;
   ++valuesOnLine_;
   if (position_ - 1 == valuesPerRecord_) {

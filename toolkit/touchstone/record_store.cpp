@@ -2,13 +2,43 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+
+#if defined(_WIN32)
+#  include <windows.h>
+#else
+#  include <sys/mman.h>
+#endif
 
 namespace zefra::tk {
 namespace {
 
 constexpr std::size_t kBlockDoubles = (std::size_t{1} << 20) / sizeof(double);
 
+double* allocatePages(std::size_t bytes) {
+#if defined(_WIN32)
+  void* block = VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+#else
+  void* block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (block == MAP_FAILED) {
+    throw std::bad_alloc();
+  }
+#endif
+  return static_cast<double*>(block);
+}
+
 }  // namespace
+
+void RecordStore::Pages::operator()(double* block) const noexcept {
+#if defined(_WIN32)
+  VirtualFree(block, 0, MEM_RELEASE);
+#else
+  munmap(block, bytes);
+#endif
+}
 
 RecordStore::RecordStore(std::size_t recordSize)
     : recordSize_(recordSize),
@@ -18,7 +48,11 @@ double* RecordStore::append() {
   const auto index = static_cast<std::size_t>(records_);
   const std::size_t block = index / perBlock_;
   if (block == blocks_.size()) {
-    blocks_.push_back(std::make_unique_for_overwrite<double[]>(perBlock_ * recordSize_));
+    const std::size_t bytes = perBlock_ * recordSize_ * sizeof(double);
+    if (blocks_.size() == blocks_.capacity()) {
+      blocks_.reserve(2 * blocks_.size() + 8);  // before the pages: emplace_back cannot throw
+    }
+    blocks_.emplace_back(allocatePages(bytes), Pages{bytes});
   }
   ++records_;
   return blocks_[block].get() + (index % perBlock_) * recordSize_;

@@ -2,7 +2,10 @@
 // frequency's matrix) in blocks of about 1 MiB, so that growing never
 // copies what is stored and never needs twice the memory; and handed over
 // block by block, each freed once copied, so that the caller's array and
-// the store never both exist whole.
+// the store never both exist whole.  The blocks are pages of their own
+// (mmap, VirtualAlloc), given back to the system when freed: blocks of the
+// C heap of this size may stay in the process once freed (glibc raises its
+// mmap threshold after such frees), which would keep both copies resident.
 #pragma once
 
 #include <cstddef>
@@ -29,7 +32,11 @@ class RecordStore {
  private:
   std::size_t recordSize_;
   std::size_t perBlock_;
-  std::vector<std::unique_ptr<double[]>> blocks_;
+  struct Pages {
+    void operator()(double* block) const noexcept;
+    std::size_t bytes;
+  };
+  std::vector<std::unique_ptr<double[], Pages>> blocks_;
   int64_t records_ = 0;
 };
 
