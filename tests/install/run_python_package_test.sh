@@ -63,6 +63,34 @@ set -e
 [ "$(wc -l < "$work/err.txt")" -eq 1 ] || fail "the error is not one line: $(cat "$work/err.txt")"
 grep -q "ZEFRA_TDR_LIB" "$work/err.txt" || fail "the error does not name ZEFRA_TDR_LIB"
 
+echo "== zefra-tdr info and convert, from the installed package, outside the checkout"
+mkdir "$work/files"
+cp "$source_dir/tests/data/touchstone/python/two_port_ma_mhz_noise.s2p" "$work/files/amp.s2p"
+cd "$work/files"
+"$work/venv/bin/zefra-tdr" info amp.s2p > info.txt || fail "zefra-tdr info failed"
+grep -q "ports: *2" info.txt || fail "zefra-tdr info does not give the port count: $(cat info.txt)"
+grep -q "passivity" info.txt || fail "zefra-tdr info does not give the passivity: $(cat info.txt)"
+"$work/venv/bin/zefra-tdr" convert amp.s2p amp_ri.s2p --fmt ri --unit hz \
+  || fail "zefra-tdr convert failed"
+grep -qi "^# *hz s ri r 50" amp_ri.s2p || fail "convert did not write an RI file in Hz: $(head -5 amp_ri.s2p)"
+"$work/venv/bin/python" - <<'PY'
+import numpy as np, zefra_tdr
+a = zefra_tdr.read_touchstone("amp.s2p")
+b = zefra_tdr.read_touchstone("amp_ri.s2p")
+assert np.array_equal(a.f, b.f) and np.array_equal(a.s, b.s) and np.array_equal(a.z0, b.z0)
+assert np.array_equal(a.noise.rn_ohm, b.noise.rn_ohm)
+PY
+printf '# GHz S RI R 50\n1 0.5 0.1\n0.5 0.2 0.1\n' > unordered.s1p
+set +e
+"$work/venv/bin/zefra-tdr" info unordered.s1p > out.txt 2> err.txt
+bad_file=$?
+set -e
+[ "$bad_file" -eq 2 ] || fail "zefra-tdr info on a bad file exited $bad_file, not 2"
+[ "$(wc -l < err.txt)" -eq 1 ] || fail "the error is not one line: $(cat err.txt)"
+grep -q "unordered.s1p:3: expected frequencies that increase" err.txt \
+  || fail "the error does not name the file and line: $(cat err.txt)"
+cd /
+
 echo "== the Python test suite against the installed package"
 "$work/venv/bin/python" -m pytest -q -p no:cacheprovider "$source_dir/tests/python"
 
