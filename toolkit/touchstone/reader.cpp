@@ -716,6 +716,21 @@ void Reader::completeRecord() {
                           "-parameters that can be turned into S, found a singular I + M at " +
                           frequencyText(recordF_));
   }
+  if (!converter_->isPlain()) {
+    // Values within range can still give an S beyond it (10^(d/20) of a huge
+    // dB value, a nearly singular conversion): never hand out inf or NaN.
+    const auto count = static_cast<std::size_t>(2 * ports_) * static_cast<std::size_t>(ports_);
+    for (std::size_t k = 0; k < count; ++k) {
+      if (!std::isfinite(slot[k])) {
+        const std::size_t entry = k / 2;
+        const auto ports = static_cast<std::size_t>(ports_);
+        fail(recordLine_, "expected values whose S-parameters are finite, found S" +
+                              std::to_string(entry / ports + 1) + "," +
+                              std::to_string(entry % ports + 1) + " = " +
+                              std::to_string(slot[k]) + " at " + frequencyText(recordF_));
+      }
+    }
+  }
   network_->f.push_back(recordF_);
   position_ = 0;
 }
@@ -752,6 +767,14 @@ void Reader::completeNoiseRow() {
   network_->gammaOpt.push_back(noise_[2] * std::sin(angle));
   network_->rn.push_back(noise_[4] * rnScale);
   noisePosition_ = 0;
+  if (noise_[4] < 0.0) {
+    fail(noiseLine_, "expected a noise resistance Rn >= 0, found " + std::to_string(noise_[4]));
+  }
+  if (!std::isfinite(network_->rn.back())) {
+    fail(noiseLine_, "expected a noise resistance within the range of a double, found " +
+                         std::to_string(noise_[4]) + " times " + std::to_string(rnScale) +
+                         " ohms");
+  }
 }
 
 void Reader::requireWholeRecords(const std::string& found) {
