@@ -13,7 +13,8 @@
 namespace zefra::tk {
 namespace {
 
-constexpr std::size_t kWindow = std::size_t{1} << 20;
+constexpr std::size_t kChunk = std::size_t{1} << 20;
+constexpr int kChunks = 3;
 
 std::FILE* openForReading(const std::string& path) {
 #if defined(_WIN32)
@@ -41,61 +42,138 @@ LineSource::LineSource(const std::string& path) : path_(path) {
     throw ReadError(path + ": cannot open: " +
                     (error != 0 ? std::generic_category().message(error) : "unknown error"));
   }
-  buffer_.resize(kWindow);
-  begin_ = end_ = buffer_.data();
+  // The first chunk is read here; a file longer than that is read on by a
+  // second thread, a chunk ahead of the lines.
+  current_ = std::make_unique<Chunk>();
+  current_->bytes = std::make_unique_for_overwrite<char[]>(kChunk);
+  current_->size = readChunk(*current_);
+  begin_ = current_->bytes.get();
+  end_ = begin_ + current_->size;
+  if (current_->size < kChunk) {
+    atEnd_ = true;
+  } else {
+    for (int k = 1; k < kChunks; ++k) {
+      auto chunk = std::make_unique<Chunk>();
+      chunk->bytes = std::make_unique_for_overwrite<char[]>(kChunk);
+      free_.push_back(std::move(chunk));
+    }
+    reader_ = std::thread(&LineSource::readAhead, this);
+  }
 }
 
 LineSource::~LineSource() {
+  if (reader_.joinable()) {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stopping_ = true;
+    }
+    changed_.notify_all();
+    reader_.join();
+  }
   if (file_ != nullptr) {
     std::fclose(file_);
   }
 }
 
-// Moves the unread text to the front of the buffer (growing it when the
-// unread text fills it) and reads more behind it.  False when nothing more
-// could be read.
-bool LineSource::refill() {
+// Fills `chunk` from the file; throws ReadError on a read error.
+std::size_t LineSource::readChunk(Chunk& chunk) {
+  const std::size_t got = std::fread(chunk.bytes.get(), 1, kChunk, file_);
+  if (got < kChunk && std::ferror(file_)) {
+    throw ReadError(path_ + ": cannot read: " + std::generic_category().message(EIO));
+  }
+  return got;
+}
+
+// The reading thread: fills free chunks in file order until the end.
+void LineSource::readAhead() {
+  for (;;) {
+    std::unique_ptr<Chunk> chunk;
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      changed_.wait(lock, [&] { return !free_.empty() || stopping_; });
+      if (stopping_) {
+        return;
+      }
+      chunk = std::move(free_.back());
+      free_.pop_back();
+    }
+    const std::size_t got = std::fread(chunk->bytes.get(), 1, kChunk, file_);
+    const bool failed = got < kChunk && std::ferror(file_) != 0;
+    chunk->size = got;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      filled_.push_back(std::move(chunk));
+      if (got < kChunk) {
+        readerDone_ = true;
+        readFailed_ = failed;
+      }
+    }
+    changed_.notify_all();
+    if (got < kChunk) {
+      return;
+    }
+  }
+}
+
+// Makes the next chunk current; false when there is none.
+bool LineSource::takeChunk() {
   if (atEnd_) {
     return false;
   }
-  const std::size_t unread = static_cast<std::size_t>(end_ - begin_);
-  if (unread == buffer_.size()) {
-    buffer_.resize(buffer_.size() * 2);
-  } else if (unread > 0 && begin_ != buffer_.data()) {
-    std::memmove(buffer_.data(), begin_, unread);
-  }
-  char* const data = buffer_.data();
-  const std::size_t got = std::fread(data + unread, 1, buffer_.size() - unread, file_);
-  begin_ = data;
-  end_ = data + unread + got;
-  if (got < buffer_.size() - unread) {
-    if (std::ferror(file_)) {
-      throw ReadError(path_ + ": cannot read: " + std::generic_category().message(EIO));
+  std::unique_ptr<Chunk> next;
+  bool failed = false;
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return !filled_.empty(); });
+    next = std::move(filled_.front());
+    filled_.pop_front();
+    free_.push_back(std::move(current_));
+    if (filled_.empty() && readerDone_) {
+      atEnd_ = true;
+      failed = readFailed_;
     }
-    atEnd_ = true;
   }
-  return got > 0;
+  changed_.notify_all();
+  if (failed) {
+    throw ReadError(path_ + ": cannot read: " + std::generic_category().message(EIO));
+  }
+  current_ = std::move(next);
+  begin_ = current_->bytes.get();
+  end_ = begin_ + current_->size;
+  return true;
 }
 
 bool LineSource::next(std::string_view& line) {
-  std::size_t searched = 0;  // bytes already known to hold no LF
+  if (seamInUse_) {
+    seam_.clear();
+    seamInUse_ = false;
+  }
   for (;;) {
-    const auto* lf = static_cast<const char*>(
-        std::memchr(begin_ + searched, '\n', static_cast<std::size_t>(end_ - begin_) - searched));
+    const auto* lf =
+        begin_ == end_ ? nullptr
+                       : static_cast<const char*>(std::memchr(
+                             begin_, '\n', static_cast<std::size_t>(end_ - begin_)));
     if (lf != nullptr) {
-      line = std::string_view(begin_, static_cast<std::size_t>(lf - begin_));
+      if (seam_.empty()) {
+        line = std::string_view(begin_, static_cast<std::size_t>(lf - begin_));
+      } else {
+        seam_.append(begin_, lf);
+        line = seam_;
+        seamInUse_ = true;
+      }
       begin_ = lf + 1;
       ++lineNumber_;
       return true;
     }
-    searched = static_cast<std::size_t>(end_ - begin_);
-    if (!refill()) {
-      if (begin_ == end_) {
+    // The rest of this chunk begins a line that ends in a later one.
+    seam_.append(begin_, end_);
+    begin_ = end_;
+    if (!takeChunk()) {
+      if (seam_.empty()) {
         return false;
       }
-      // The last line, without a LF.
-      line = std::string_view(begin_, static_cast<std::size_t>(end_ - begin_));
-      begin_ = end_;
+      line = seam_;  // the last line, without a LF
+      seamInUse_ = true;
       ++lineNumber_;
       return true;
     }

@@ -15,6 +15,7 @@
 #include "touchstone/option_line.h"
 #include "touchstone/parse_error.h"
 #include "touchstone/record_converter.h"
+#include "touchstone/record_pipeline.h"
 #include "touchstone/text_util.h"
 #include "touchstone/warnings.h"
 #include "zefra/toolkit.h"
@@ -85,6 +86,7 @@ class Reader {
   void noiseValue(std::string_view token);
   void storeValue(double value);
   void completeRecord();
+  void settleConversions();
   void completeNoiseRow();
   void requireWholeRecords(const std::string& found);
   void startNetworkData();
@@ -121,8 +123,9 @@ class Reader {
 
   // The data set being read.
   std::optional<RecordConverter> converter_;
+  std::optional<RecordPipeline> pipeline_;
+  bool settled_ = false;
   int64_t valuesPerRecord_ = 0;
-  std::vector<double> values_;
   int64_t position_ = 0;  // values of the data set read, its frequency included
   double recordF_ = 0.0;
   int64_t recordLine_ = 0;
@@ -136,20 +139,28 @@ class Reader {
 };
 
 std::unique_ptr<Network> Reader::run() {
-  std::string_view line;
-  while (source_.next(line)) {
-    line_ = source_.lineNumber();
-    if (line_ == 1 && line.substr(0, 3) == "\xEF\xBB\xBF") {
-      line.remove_prefix(3);
-      warnings_.add(Warning::kByteOrderMark, 1);
+  try {
+    std::string_view line;
+    while (source_.next(line)) {
+      line_ = source_.lineNumber();
+      if (line_ == 1 && line.substr(0, 3) == "\xEF\xBB\xBF") {
+        line.remove_prefix(3);
+        warnings_.add(Warning::kByteOrderMark, 1);
+      }
+      if (stage_ == Stage::kInformation) {
+        handleInformation(line);
+      } else {
+        handleLine(line);
+      }
     }
-    if (stage_ == Stage::kInformation) {
-      handleInformation(line);
-    } else {
-      handleLine(line);
-    }
+    settleConversions();
+    finish();
+  } catch (const ParseError&) {
+    // A data set handed over before this point that cannot be converted is
+    // the first fault of the text.
+    settleConversions();
+    throw;
   }
-  finish();
   return std::move(network_);
 }
 
@@ -568,6 +579,7 @@ void Reader::startNetworkData() {
   network_->z0 = std::move(z0);
   network_->s = RecordStore(static_cast<std::size_t>(2) * static_cast<std::size_t>(ports_) *
                             static_cast<std::size_t>(ports_));
+  pipeline_.emplace(*converter_, network_->s, valuesPerRecord_);
   stage_ = Stage::kNetworkData;
 }
 
@@ -694,14 +706,7 @@ void Reader::networkValue(std::string_view token, bool firstOnLine) {
 }
 
 void Reader::storeValue(double value) {
-  const auto index = static_cast<std::size_t>(position_ - 1);
-  if (index == values_.size()) {
-    // Grown as the values come, so that a huge port count announced by a
-    // short text costs no memory.
-    values_.resize(std::min<std::size_t>(static_cast<std::size_t>(valuesPerRecord_),
-                                         std::max<std::size_t>(64, 2 * index)));
-  }
-  values_[index] = value;
+  pipeline_->add(value);
   ++position_;
   ++valuesOnLine_;
   if (position_ - 1 == valuesPerRecord_) {
@@ -710,29 +715,34 @@ void Reader::storeValue(double value) {
 }
 
 void Reader::completeRecord() {
-  double* const slot = network_->s.append();
-  if (!converter_->convert(values_.data(), slot)) {
-    fail(recordLine_, std::string("expected ") + parameterName(options_.parameter) +
-                          "-parameters that can be turned into S, found a singular I + M at " +
-                          frequencyText(recordF_));
-  }
-  if (!converter_->isPlain()) {
-    // Values within range can still give an S beyond it (10^(d/20) of a huge
-    // dB value, a nearly singular conversion): never hand out inf or NaN.
-    const auto count = static_cast<std::size_t>(2 * ports_) * static_cast<std::size_t>(ports_);
-    for (std::size_t k = 0; k < count; ++k) {
-      if (!std::isfinite(slot[k])) {
-        const std::size_t entry = k / 2;
-        const auto ports = static_cast<std::size_t>(ports_);
-        fail(recordLine_, "expected values whose S-parameters are finite, found S" +
-                              std::to_string(entry / ports + 1) + "," +
-                              std::to_string(entry % ports + 1) + " = " +
-                              std::to_string(slot[k]) + " at " + frequencyText(recordF_));
-      }
-    }
-  }
   network_->f.push_back(recordF_);
   position_ = 0;
+  if (!pipeline_->commit(recordF_, recordLine_)) {
+    settleConversions();
+  }
+}
+
+// Waits for the conversion of every data set handed over, and fails with
+// the first one that could not be converted.
+void Reader::settleConversions() {
+  if (!pipeline_ || settled_) {
+    return;
+  }
+  settled_ = true;
+  const std::optional<RecordPipeline::Failure> failure = pipeline_->finish();
+  if (!failure) {
+    return;
+  }
+  if (failure->singular) {
+    fail(failure->line, std::string("expected ") + parameterName(options_.parameter) +
+                            "-parameters that can be turned into S, found a singular I + M at " +
+                            frequencyText(failure->f));
+  }
+  const auto ports = static_cast<int64_t>(ports_);
+  fail(failure->line, "expected values whose S-parameters are finite, found S" +
+                          std::to_string(failure->entry / ports + 1) + "," +
+                          std::to_string(failure->entry % ports + 1) + " = " +
+                          std::to_string(failure->value) + " at " + frequencyText(failure->f));
 }
 
 void Reader::noiseValue(std::string_view token) {

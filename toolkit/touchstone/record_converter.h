@@ -43,6 +43,7 @@ class RecordConverter {
  public:
   explicit RecordConverter(RecordLayout layout);
 
+  int32_t ports() const { return layout_.ports; }
   // Values of one data set after its frequency.
   int64_t valuesPerRecord() const { return valuesPerRecord_; }
   // True when the values are already S in RI, row-major: the converter
