@@ -31,8 +31,11 @@ std::FILE* openForReading(const std::string& path) {
 
 }  // namespace
 
+// An empty text may come as a null pointer: it then starts from "" so that
+// no library function sees a null pointer.
 LineSource::LineSource(const char* text, std::size_t length)
-    : begin_(text), end_(text + length), atEnd_(true) {}
+    : begin_(text != nullptr ? text : ""), end_(begin_ + (text != nullptr ? length : 0)),
+      atEnd_(true) {}
 
 LineSource::LineSource(const std::string& path) : path_(path) {
   errno = 0;
