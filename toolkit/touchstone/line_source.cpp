@@ -14,7 +14,6 @@ namespace zefra::tk {
 namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
-constexpr int kChunks = 3;
 
 std::FILE* openForReading(const std::string& path) {
 #if defined(_WIN32)
@@ -45,105 +44,31 @@ LineSource::LineSource(const std::string& path) : path_(path) {
     throw ReadError(path + ": cannot open: " +
                     (error != 0 ? std::generic_category().message(error) : "unknown error"));
   }
-  // The first chunk is read here; a file longer than that is read on by a
-  // second thread, a chunk ahead of the lines.
-  current_ = std::make_unique<Chunk>();
-  current_->bytes = std::make_unique_for_overwrite<char[]>(kChunk);
-  current_->size = readChunk(*current_);
-  begin_ = current_->bytes.get();
-  end_ = begin_ + current_->size;
-  if (current_->size < kChunk) {
-    atEnd_ = true;
-  } else {
-    for (int k = 1; k < kChunks; ++k) {
-      auto chunk = std::make_unique<Chunk>();
-      chunk->bytes = std::make_unique_for_overwrite<char[]>(kChunk);
-      free_.push_back(std::move(chunk));
-    }
-    reader_ = std::thread(&LineSource::readAhead, this);
-  }
+  chunk_ = std::make_unique_for_overwrite<char[]>(kChunk);
+  begin_ = end_ = chunk_.get();
 }
 
 LineSource::~LineSource() {
-  if (reader_.joinable()) {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      stopping_ = true;
-    }
-    changed_.notify_all();
-    reader_.join();
-  }
   if (file_ != nullptr) {
     std::fclose(file_);
   }
 }
 
-// Fills `chunk` from the file; throws ReadError on a read error.
-std::size_t LineSource::readChunk(Chunk& chunk) {
-  const std::size_t got = std::fread(chunk.bytes.get(), 1, kChunk, file_);
-  if (got < kChunk && std::ferror(file_)) {
-    throw ReadError(path_ + ": cannot read: " + std::generic_category().message(EIO));
-  }
-  return got;
-}
-
-// The reading thread: fills free chunks in file order until the end.
-void LineSource::readAhead() {
-  for (;;) {
-    std::unique_ptr<Chunk> chunk;
-    {
-      std::unique_lock<std::mutex> lock(mutex_);
-      changed_.wait(lock, [&] { return !free_.empty() || stopping_; });
-      if (stopping_) {
-        return;
-      }
-      chunk = std::move(free_.back());
-      free_.pop_back();
-    }
-    const std::size_t got = std::fread(chunk->bytes.get(), 1, kChunk, file_);
-    const bool failed = got < kChunk && std::ferror(file_) != 0;
-    chunk->size = got;
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      filled_.push_back(std::move(chunk));
-      if (got < kChunk) {
-        readerDone_ = true;
-        readFailed_ = failed;
-      }
-    }
-    changed_.notify_all();
-    if (got < kChunk) {
-      return;
-    }
-  }
-}
-
-// Makes the next chunk current; false when there is none.
-bool LineSource::takeChunk() {
+// Reads the next chunk; false when there is none.
+bool LineSource::readChunk() {
   if (atEnd_) {
     return false;
   }
-  std::unique_ptr<Chunk> next;
-  bool failed = false;
-  {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [&] { return !filled_.empty(); });
-    next = std::move(filled_.front());
-    filled_.pop_front();
-    free_.push_back(std::move(current_));
-    if (filled_.empty() && readerDone_) {
-      atEnd_ = true;
-      failed = readFailed_;
+  const std::size_t got = std::fread(chunk_.get(), 1, kChunk, file_);
+  if (got < kChunk) {
+    if (std::ferror(file_)) {
+      throw ReadError(path_ + ": cannot read: " + std::generic_category().message(EIO));
     }
+    atEnd_ = true;
   }
-  changed_.notify_all();
-  if (failed) {
-    throw ReadError(path_ + ": cannot read: " + std::generic_category().message(EIO));
-  }
-  current_ = std::move(next);
-  begin_ = current_->bytes.get();
-  end_ = begin_ + current_->size;
-  return true;
+  begin_ = chunk_.get();
+  end_ = begin_ + got;
+  return got > 0;
 }
 
 bool LineSource::next(std::string_view& line) {
@@ -171,7 +96,7 @@ bool LineSource::next(std::string_view& line) {
     // The rest of this chunk begins a line that ends in a later one.
     seam_.append(begin_, end_);
     begin_ = end_;
-    if (!takeChunk()) {
+    if (!readChunk()) {
       if (seam_.empty()) {
         return false;
       }

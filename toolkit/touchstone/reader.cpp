@@ -17,6 +17,7 @@
 #include "touchstone/record_converter.h"
 #include "touchstone/record_pipeline.h"
 #include "touchstone/text_util.h"
+#include "touchstone/token_count.h"
 #include "touchstone/warnings.h"
 #include "zefra/toolkit.h"
 
@@ -84,7 +85,7 @@ class Reader {
   void dataLine(std::string_view text);
   void networkValue(std::string_view token, bool firstOnLine);
   void noiseValue(std::string_view token);
-  void storeValue(double value);
+  void storeValue(std::string_view token);
   void completeRecord();
   void settleConversions();
   void completeNoiseRow();
@@ -583,28 +584,6 @@ void Reader::startNetworkData() {
   stage_ = Stage::kNetworkData;
 }
 
-// The number at p (before `end`) when it is a plain one -- an optional
-// sign, then a digit or a point, up to a blank, a '!' or the end -- with
-// the position after it; null for anything else (the caller then takes the
-// careful path, which reports errors and reads underflows as zero).
-inline const char* plainNumber(const char* p, const char* end, double& value) {
-  const char* start = p;
-  const char* lead = p;
-  if (*p == '+') {
-    start = lead = p + 1;
-  } else if (*p == '-') {
-    lead = p + 1;
-  }
-  if (lead == end || !((*lead >= '0' && *lead <= '9') || *lead == '.')) {
-    return nullptr;
-  }
-  const auto [next, error] = std::from_chars(start, end, value, std::chars_format::general);
-  if (error != std::errc() || (next != end && !isBlank(*next) && *next != '!')) {
-    return nullptr;
-  }
-  return next;
-}
-
 // The number of tokens of a data line, up to its comment.
 int64_t tokensOf(std::string_view text) {
   int64_t tokens = 0;
@@ -646,16 +625,30 @@ void Reader::dataLine(std::string_view text) {
       break;
     }
     if (position_ > 0 && stage_ == Stage::kNetworkData) {
-      // The common case, a value of a data set: from_chars finds the end of
-      // the number itself.
-      double value = 0.0;
-      const char* const next = plainNumber(p, end, value);
-      if (next != nullptr) {
-        storeValue(value);
-        p = next;
+      // The common case: the rest of the line holds values of the data set
+      // being read, and no frequency of the next one.  Its text goes to the
+      // pipeline whole, which turns the tokens into numbers.
+      const char* stop = end;
+      const int64_t tokens = countTokens(p, end, stop);
+      if (position_ - 1 + tokens <= valuesPerRecord_) {
+        pipeline_->addSegment(std::string_view(p, static_cast<std::size_t>(stop - p)), tokens,
+                              line_);
+        position_ += tokens;
+        valuesOnLine_ += tokens;
+        if (position_ - 1 == valuesPerRecord_) {
+          completeRecord();
+        }
+        p = stop;
         first = false;
         continue;
       }
+      const char* const start = p;
+      while (p < end && !isBlank(*p) && *p != '!') {
+        ++p;
+      }
+      storeValue(std::string_view(start, static_cast<std::size_t>(p - start)));
+      first = false;
+      continue;
     }
     const char* const start = p;
     while (p < end && !isBlank(*p) && *p != '!') {
@@ -702,11 +695,11 @@ void Reader::networkValue(std::string_view token, bool firstOnLine) {
     position_ = 1;
     return;
   }
-  storeValue(number(token));
+  storeValue(token);
 }
 
-void Reader::storeValue(double value) {
-  pipeline_->add(value);
+void Reader::storeValue(std::string_view token) {
+  pipeline_->addToken(token, line_);
   ++position_;
   ++valuesOnLine_;
   if (position_ - 1 == valuesPerRecord_) {
@@ -733,10 +726,18 @@ void Reader::settleConversions() {
   if (!failure) {
     return;
   }
-  if (failure->singular) {
-    fail(failure->line, std::string("expected ") + parameterName(options_.parameter) +
-                            "-parameters that can be turned into S, found a singular I + M at " +
-                            frequencyText(failure->f));
+  switch (failure->fault) {
+    case RecordPipeline::Fault::kNotANumber:
+      fail(failure->line, "expected a number, found '" + quote(failure->token) + "'");
+    case RecordPipeline::Fault::kOverflow:
+      fail(failure->line, "expected a number within the range of a double, found '" +
+                              quote(failure->token) + "'");
+    case RecordPipeline::Fault::kSingular:
+      fail(failure->line, std::string("expected ") + parameterName(options_.parameter) +
+                              "-parameters that can be turned into S, found a singular I + M at " +
+                              frequencyText(failure->f));
+    case RecordPipeline::Fault::kNotFinite:
+      break;
   }
   const auto ports = static_cast<int64_t>(ports_);
   fail(failure->line, "expected values whose S-parameters are finite, found S" +

@@ -1,17 +1,71 @@
 #include "touchstone/record_pipeline.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstring>
+
+#include "touchstone/number_scan.h"
 
 namespace zefra::tk {
 namespace {
 
-constexpr std::size_t kBatchValues = std::size_t{1} << 15;  // 256 KiB of doubles
-constexpr std::size_t kMaxInFlight = 2;                      // batches handed over, not converted
+constexpr std::size_t kBatchValues = std::size_t{1} << 12;
+
+bool blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+std::size_t workerCount() {
+  const unsigned cores = std::thread::hardware_concurrency();
+  return std::clamp<std::size_t>(cores, 1, 4);
+}
+
+// The tokens of a batch as numbers, into `values`.  A failure at the first
+// token that is not one.
+std::optional<RecordPipeline::Failure> parseTokens(const std::string& text,
+                                                   const auto& runs,
+                                                   std::vector<double>& values) {
+  values.clear();
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  for (const auto& run : runs) {
+    for (int64_t k = 0; k < run.tokens; ++k) {
+      while (blank(*p)) {
+        ++p;  // the text ends in a space after the last token: never past end
+      }
+      // The common case at full speed: from_chars finds the end of the
+      // number, which must be a blank; scanNumber sorts out the rest (a
+      // '+', underflow, overflow, inf/nan, and what is not a number).
+      double value = 0.0;
+      const char* const lead = *p == '-' ? p + 1 : p;
+      const auto [stop, error] = std::from_chars(p, end, value, std::chars_format::general);
+      const char* next = stop;
+      if (error != std::errc() || !blank(*stop) ||
+          !((*lead >= '0' && *lead <= '9') || *lead == '.')) {
+        next = p;
+        while (!blank(*next)) {
+          ++next;
+        }
+        const std::string_view token(p, static_cast<std::size_t>(next - p));
+        const ScanResult result = scanNumber(token, value);
+        if (result != ScanResult::kOk) {
+          RecordPipeline::Failure failure;
+          failure.fault = result == ScanResult::kOverflow ? RecordPipeline::Fault::kOverflow
+                                                          : RecordPipeline::Fault::kNotANumber;
+          failure.line = run.line;
+          failure.token = std::string(token);
+          return failure;
+        }
+      }
+      values.push_back(value);
+      p = next;
+    }
+  }
+  return std::nullopt;
+}
 
 }  // namespace
 
-RecordPipeline::RecordPipeline(RecordConverter& converter, RecordStore& store,
+RecordPipeline::RecordPipeline(const RecordConverter& converter, RecordStore& store,
                                int64_t valuesPerRecord)
     : converter_(converter),
       store_(store),
@@ -21,14 +75,16 @@ RecordPipeline::RecordPipeline(RecordConverter& converter, RecordStore& store,
       current_(std::make_unique<Batch>()) {}
 
 RecordPipeline::~RecordPipeline() {
-  if (thread_.joinable()) {
+  if (!workers_.empty()) {
     {
       std::lock_guard<std::mutex> lock(mutex_);
       closing_ = true;
-      failed_ = true;  // convert nothing more: the text failed
+      failedSequence_ = -1;  // handle nothing more: the text failed
     }
     changed_.notify_all();
-    thread_.join();
+    for (std::thread& worker : workers_) {
+      worker.join();
+    }
   }
 }
 
@@ -36,45 +92,79 @@ bool RecordPipeline::commit(double f, int64_t line) {
   Batch& batch = *current_;
   batch.f.push_back(f);
   batch.lines.push_back(line);
+  batch.slots.push_back(store_.append());
   return batch.f.size() < batchRecords_ || handOver();
 }
 
-// Converts the data sets of a batch into the store, stopping at the first
-// failure.
-void RecordPipeline::convert(const Batch& batch) {
-  const std::size_t sValues = 2 * static_cast<std::size_t>(converter_.ports()) *
-                              static_cast<std::size_t>(converter_.ports());
-  for (std::size_t k = 0; k < batch.f.size() && !failure_; ++k) {
-    double* const slot = store_.append();
-    if (!converter_.convert(batch.values.data() + k * valuesPerRecord_, slot)) {
-      failure_ = Failure{batch.lines[k], batch.f[k], true, 0, 0.0};
-      return;
+// Parses and converts a batch into its records.
+std::optional<RecordPipeline::Failure> RecordPipeline::process(const Batch& batch,
+                                                               Worker& worker,
+                                                               std::size_t valuesPerRecord) {
+  if (auto failure = parseTokens(batch.text, batch.runs, worker.values)) {
+    return failure;
+  }
+  RecordConverter& converter = worker.converter;
+  const std::size_t sValues = 2 * static_cast<std::size_t>(converter.ports()) *
+                              static_cast<std::size_t>(converter.ports());
+  for (std::size_t k = 0; k < batch.f.size(); ++k) {
+    double* const slot = batch.slots[k];
+    if (!converter.convert(worker.values.data() + k * valuesPerRecord, slot)) {
+      Failure failure;
+      failure.fault = Fault::kSingular;
+      failure.line = batch.lines[k];
+      failure.f = batch.f[k];
+      return failure;
     }
-    if (!converter_.isPlain()) {
+    if (!converter.isPlain()) {
       // Values within range can still give an S beyond it (10^(d/20) of a
       // huge dB value, a nearly singular conversion): never inf or NaN.
       for (std::size_t i = 0; i < sValues; ++i) {
         if (!std::isfinite(slot[i])) {
-          failure_ = Failure{batch.lines[k], batch.f[k], false, static_cast<int64_t>(i / 2),
-                             slot[i]};
-          return;
+          Failure failure;
+          failure.fault = Fault::kNotFinite;
+          failure.line = batch.lines[k];
+          failure.f = batch.f[k];
+          failure.entry = static_cast<int64_t>(i / 2);
+          failure.value = slot[i];
+          return failure;
         }
       }
     }
   }
+  return std::nullopt;
+}
+
+// Keeps the failure (or exception) of batch `sequence` if it comes first.
+void RecordPipeline::record(int64_t sequence, std::optional<Failure> failure,
+                            std::exception_ptr error) {
+  if (!failure && !error) {
+    return;
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (sequence < failedSequence_) {
+    failedSequence_ = sequence;
+    failure_ = std::move(failure);
+    error_ = error;
+  }
 }
 
 bool RecordPipeline::handOver() {
-  if (!thread_.joinable()) {
-    thread_ = std::thread(&RecordPipeline::work, this);
+  if (workers_.empty()) {
+    const std::size_t count = workerCount();
+    for (std::size_t k = 0; k < count; ++k) {
+      workers_.emplace_back(&RecordPipeline::work, this);
+    }
   }
   std::unique_ptr<Batch> next;
   bool failed = false;
   {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [&] { return inFlight_ < kMaxInFlight || failed_; });
-    failed = failed_;
+    changed_.wait(lock, [&] {
+      return inFlight_ < 2 * workers_.size() + 2 || failedSequence_ != INT64_MAX;
+    });
+    failed = failedSequence_ != INT64_MAX;
     if (!failed) {
+      current_->sequence = nextSequence_++;
       full_.push_back(std::move(current_));
       ++inFlight_;
       if (!spare_.empty()) {
@@ -84,48 +174,46 @@ bool RecordPipeline::handOver() {
     }
   }
   if (failed) {
-    return false;  // nothing more is converted: keep the batch, the reader stops
+    return false;  // a failure is known: the reader stops
   }
   changed_.notify_all();
   if (!next) {
     next = std::make_unique<Batch>();
   }
-  next->values.clear();
-  next->f.clear();
-  next->lines.clear();
+  next->clear();
   current_ = std::move(next);
   return true;
 }
 
 void RecordPipeline::work() {
+  Worker worker{converter_, {}};
   for (;;) {
     std::unique_ptr<Batch> batch;
     bool skip = false;
     {
       std::unique_lock<std::mutex> lock(mutex_);
-      changed_.wait(lock, [&] { return fullFront_ < full_.size() || closing_; });
-      if (fullFront_ == full_.size()) {
+      changed_.wait(lock, [&] { return !full_.empty() || closing_; });
+      if (full_.empty()) {
         return;  // closing, nothing left
       }
-      batch = std::move(full_[fullFront_++]);
-      skip = failed_;
-      if (fullFront_ == full_.size()) {
-        full_.clear();
-        fullFront_ = 0;
-      }
+      batch = std::move(full_.front());
+      full_.pop_front();
+      // A batch after a known failure need not be handled; one before it
+      // must (its failure, if any, comes first).
+      skip = batch->sequence > failedSequence_;
     }
-    bool failedNow = false;
     if (!skip) {
+      std::optional<Failure> failure;
+      std::exception_ptr error;
       try {
-        convert(*batch);
+        failure = process(*batch, worker, valuesPerRecord_);
       } catch (...) {
-        error_ = std::current_exception();
+        error = std::current_exception();
       }
-      failedNow = failure_.has_value() || error_ != nullptr;
+      record(batch->sequence, std::move(failure), error);
     }
     {
       std::lock_guard<std::mutex> lock(mutex_);
-      failed_ = failed_ || failedNow;
       spare_.push_back(std::move(batch));
       --inFlight_;
     }
@@ -134,22 +222,34 @@ void RecordPipeline::work() {
 }
 
 std::optional<RecordPipeline::Failure> RecordPipeline::finish() {
-  if (thread_.joinable()) {
-    if (!current_->f.empty() && !handOver()) {
-      current_->f.clear();  // a failure came first: these are not converted
+  if (!workers_.empty()) {
+    // The tokens of an unfinished data set go too: one that is not a number
+    // comes before the end of the data.
+    if (!current_->f.empty() || !current_->runs.empty()) {
+      handOver();
     }
     {
       std::lock_guard<std::mutex> lock(mutex_);
       closing_ = true;
     }
     changed_.notify_all();
-    thread_.join();
-  } else if (!current_->f.empty()) {
-    convert(*current_);
+    for (std::thread& worker : workers_) {
+      worker.join();
+    }
+    workers_.clear();
+  } else if (failedSequence_ == INT64_MAX) {
+    Worker worker{converter_, {}};
+    current_->sequence = nextSequence_++;
+    std::optional<Failure> failure;
+    std::exception_ptr error;
+    try {
+      failure = process(*current_, worker, valuesPerRecord_);
+    } catch (...) {
+      error = std::current_exception();
+    }
+    record(current_->sequence, std::move(failure), error);
   }
-  current_->f.clear();
-  current_->values.clear();
-  current_->lines.clear();
+  current_->clear();
   if (error_) {
     std::rethrow_exception(error_);
   }
