@@ -30,8 +30,9 @@ std::FILE* openForReading(const std::string& path) {
 
 }  // namespace
 
+// An empty text may come as a null pointer; memchr must not see it.
 LineSource::LineSource(const char* text, std::size_t length)
-    : begin_(text), end_(text + length), atEnd_(true) {}
+    : begin_(text != nullptr ? text : ""), end_(begin_ + length), atEnd_(true) {}
 
 LineSource::LineSource(const std::string& path) : path_(path) {
   errno = 0;
