@@ -670,6 +670,19 @@ void Reader::completeRecord() {
                           "-parameters that can be turned into S, found a singular I + M at " +
                           frequencyText(recordF_));
   }
+  // Finite values can still give an S beyond the range of a double (a DB
+  // magnitude of 10^310, an I + M nearly singular).
+  const auto n = static_cast<std::size_t>(ports_);
+  for (std::size_t k = 0; k < n * n && !converter_->isPlain(); ++k) {
+    if (!std::isfinite(slot[2 * k]) || !std::isfinite(slot[2 * k + 1])) {
+      char value[96];  // "S21", or "S12,3" once a port number has two digits
+      std::snprintf(value, sizeof value,
+                    k / n >= 9 || k % n >= 9 ? "S%zu,%zu = (%g, %g)" : "S%zu%zu = (%g, %g)",
+                    k / n + 1, k % n + 1, slot[2 * k], slot[2 * k + 1]);
+      fail(recordLine_, std::string("expected S-parameters within the range of a double, found ") +
+                            value + " at " + frequencyText(recordF_));
+    }
+  }
   network_->f.push_back(recordF_);
   position_ = 0;
 }
