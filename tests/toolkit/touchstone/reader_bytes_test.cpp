@@ -340,8 +340,9 @@ TEST(TouchstoneReadBytes, RandomLinesOverSeveralWindowsReadLikeTheTextInMemory) 
 
 // ---- byte soups ----------------------------------------------------------------------
 
-// What any read must give: a non-empty network with increasing frequencies
-// and positive references, or an error naming the text and a line in it.
+// What any read must give: a non-empty network with increasing frequencies,
+// finite S and positive references, or an error naming the text and a line
+// in it.
 void expectSound(const Read& r, const std::string& name, const std::string& text) {
   if (r.ok()) {
     ASSERT_GT(r.ports, 0);
@@ -353,6 +354,9 @@ void expectSound(const Read& r, const std::string& name, const std::string& text
     }
     for (const double z : r.z0) {
       ASSERT_TRUE(std::isfinite(z) && z > 0.0);
+    }
+    for (const Complex& z : r.s) {
+      ASSERT_TRUE(std::isfinite(z.real()) && std::isfinite(z.imag()));
     }
     for (std::size_t k = 1; k < r.noiseF.size(); ++k) {
       ASSERT_GT(r.noiseF[k], r.noiseF[k - 1]);
@@ -384,6 +388,23 @@ TEST(TouchstoneReadBytes, RandomByteSoupsGiveANetworkOrAnError) {
     const std::string name = names[trial % 4];
     const Read r = parseText(text, name);
     ASSERT_NO_FATAL_FAILURE(expectSound(r, name, text)) << trial;
+  }
+}
+
+TEST(TouchstoneReadBytes, RandomByteSoupsReadFromFilesLikeFromMemory) {
+  ScratchFolder folder;
+  std::mt19937_64 random(8080);
+  const std::string alphabet = "0123456789.-+e !#[]\n\r\t RIMASZ\xE9\xBB\xEF";
+  for (int trial = 0; trial < 300; ++trial) {
+    std::string text = trial % 2 == 0 ? "# RI\n" : "";
+    const std::size_t length = random() % 600;
+    for (std::size_t i = 0; i < length; ++i) {
+      text += trial % 3 == 0 ? static_cast<char>(random() % 256) : alphabet[random() % alphabet.size()];
+    }
+    const std::string path = folder.write("soup.s2p", text);
+    const Read r = readFile(path);
+    ASSERT_NO_FATAL_FAILURE(expectSound(r, path, text)) << trial;
+    expectSameRead(r, parseText(text, path));
   }
 }
 

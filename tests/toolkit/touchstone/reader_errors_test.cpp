@@ -765,6 +765,28 @@ TEST(TouchstoneReadErrors, ParametersWithoutAnSMatrixAreRejectedAtTheirDataSet) 
   EXPECT_TRUE(rejected(two, "t.s2p", 2, "found a singular I + M at 1000000000 Hz"));
 }
 
+TEST(TouchstoneReadErrors, ValuesWhoseSIsBeyondTheRangeOfADoubleAreRejected) {
+  // 6200 dB is a magnitude of 10^310.
+  const Read db = parseText(lines({"# DB", "1 0 0", "2 6200 0"}));
+  EXPECT_TRUE(rejected(db, "t.s1p", 3,
+                       "expected S-parameters within the range of a double, found S11 = (inf"));
+  EXPECT_NE(db.message.find(" at 2000000000 Hz"), std::string::npos) << db.message;
+  // I + z = j 1e-320: not singular, but S = (z - 1) / (z + 1) overflows.
+  const Read z = parseText(lines({"# Z RI", "1 -1 1e-320"}));
+  EXPECT_TRUE(rejected(z, "t.s1p", 2, "expected S-parameters within the range of a double, found S11"));
+  // Entries named as the writer names them.
+  std::string twelve = "# DB\n1";
+  for (int k = 0; k < 144; ++k) {
+    twelve += k == 9 ? " 7000 0" : " 0 0";
+    if (k % 4 == 3) {
+      twelve += "\n";
+    }
+  }
+  EXPECT_TRUE(rejected(parseText(twelve, "t.s12p"), "t.s12p", 2, "found S1,10 = (inf"));
+  const Read two = parseText(lines({"# DB", "1 0 0 7000 0 0 0 0 0"}), "t.s2p");
+  EXPECT_TRUE(rejected(two, "t.s2p", 2, "found S21 = (inf"));
+}
+
 // ---- mixed-mode descriptors -----------------------------------------------------
 
 TEST(TouchstoneReadErrors, MixedModeOrderThatDoesNotCoverThePortsIsRejected) {
