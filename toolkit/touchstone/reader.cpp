@@ -713,6 +713,12 @@ void Reader::completeNoiseRow() {
   const double angle = noise_[3] * kDegree;
   // Version 1 gives Rn normalised to the reference.
   const double rnScale = version_ == 1 ? network_->z0.front() : 1.0;
+  if (!std::isfinite(noise_[4] * rnScale)) {
+    char value[96];
+    std::snprintf(value, sizeof value, "%g times R = %g", noise_[4], rnScale);
+    fail(noiseLine_,
+         std::string("expected an Rn within the range of a double in ohms, found ") + value);
+  }
   network_->noiseF.push_back(noise_[0]);
   network_->nfMinDb.push_back(noise_[1]);
   network_->gammaOpt.push_back(noise_[2] * std::cos(angle));
