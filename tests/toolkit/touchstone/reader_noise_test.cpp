@@ -146,6 +146,14 @@ TEST(TouchstoneReadNoise, NoiseValuesAreNumbersLikeAnyOther) {
   EXPECT_TRUE(rejected(negative, "t.s2p", 5, "expected a frequency >= 0, found '-1'"));
 }
 
+TEST(TouchstoneReadNoise, Version1RnBeyondTheRangeOfADoubleOnceUnNormalisedIsRejected) {
+  const Read r = parseText("# GHz S RI R 1e10\n" + kNetwork + "1 0.5 0.5 0 2e290\n2 0.5 0.5 0 1e300\n",
+                           "t.s2p");
+  EXPECT_TRUE(rejected(r, "t.s2p", 6,
+                       "expected an Rn within the range of a double in ohms, found 1e+300 times R = "
+                       "1e+10"));
+}
+
 // ---- version 2 -----------------------------------------------------------------------
 
 std::string version2(const std::string& options, const std::string& extra,
