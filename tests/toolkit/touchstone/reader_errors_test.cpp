@@ -40,8 +40,8 @@ TEST(TouchstoneReadErrors, KeywordBeforeVersionIsRejected) {
 
 TEST(TouchstoneReadErrors, VersionAfterTheOptionLineIsRejected) {
   // The option line first makes the file version 1: no keywords then.
-  EXPECT_TRUE(rejected(parseText(lines({"# GHz S RI R 50", "[Version] 2.0"}), "t.s1p"), "t.s1p",
-                       2, "expected no keywords in a version-1 file"));
+  EXPECT_TRUE(rejected(parseText(lines({"# GHz S RI R 50", "[Version] 2.0"}), "t.s1p"), "t.s1p", 2,
+                       "expected no keywords in a version-1 file"));
 }
 
 TEST(TouchstoneReadErrors, KeywordBeforeNumberOfPortsIsRejected) {
@@ -54,10 +54,9 @@ TEST(TouchstoneReadErrors, KeywordBeforeNumberOfPortsIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, ReferenceBeforeNumberOfPortsIsRejected) {
-  const Read r =
-      parseText(lines({"! header", "[Version] 2.0", "# GHz S RI R 50", "[Reference] 50 75",
-                       "[Number of Ports] 2"}),
-                "t.ts");
+  const Read r = parseText(lines({"! header", "[Version] 2.0", "# GHz S RI R 50",
+                                  "[Reference] 50 75", "[Number of Ports] 2"}),
+                           "t.ts");
   EXPECT_TRUE(rejected(r, "t.ts", 4,
                        "expected [Number of Ports] after the option line, found [Reference]"));
 }
@@ -69,10 +68,10 @@ TEST(TouchstoneReadErrors, DataBeforeNumberOfPortsIsRejected) {
 
 TEST(TouchstoneReadErrors, NoiseDataOrEndBeforeNetworkDataIsRejected) {
   for (const char* keyword : {"[Noise Data]", "[End]", "[End Information]"}) {
-    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                    "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                    "[Number of Noise Frequencies] 1", keyword}),
-                             "t.ts");
+    const Read r = parseText(
+        lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
+               "[Number of Frequencies] 1", "[Number of Noise Frequencies] 1", keyword}),
+        "t.ts");
     EXPECT_TRUE(rejected(r, "t.ts", 7, std::string("expected [Network Data] before ") + keyword))
         << keyword;
   }
@@ -107,10 +106,10 @@ TEST(TouchstoneReadErrors, UnknownOptionTokenIsRejected) {
   const struct {
     const char* line;
     const char* token;
-  } cases[] = {{"# GHz S XY R 50", "XY"},    {"# GHz S RI R 50 foo", "foo"},
-               {"# THz S RI", "THz"},         {"# GHz S RI Ohm", "Ohm"},
-               {"# GHz SS RI", "SS"},         {"# GHz, S, RI", "GHz,"},
-               {"# GHz T RI", "T"},           {"! c\n# GHz S RI R 50 50x", "50x"}};
+  } cases[] = {{"# GHz S XY R 50", "XY"}, {"# GHz S RI R 50 foo", "foo"},
+               {"# THz S RI", "THz"},     {"# GHz S RI Ohm", "Ohm"},
+               {"# GHz SS RI", "SS"},     {"# GHz, S, RI", "GHz,"},
+               {"# GHz T RI", "T"},       {"! c\n# GHz S RI R 50 50x", "50x"}};
   for (const auto& c : cases) {
     const std::string text = std::string(c.line) + "\n1 0 0\n";
     const int64_t line = std::string(c.line).find('\n') == std::string::npos ? 1 : 2;
@@ -150,17 +149,17 @@ TEST(TouchstoneReadErrors, RWithoutANumberIsRejected) {
 
 TEST(TouchstoneReadErrors, RThatIsNotPositiveIsRejected) {
   for (const char* value : {"0", "-50", "-0", "0.0", "-1e-400", "1e-400"}) {
-    EXPECT_TRUE(rejected(parseText(std::string("# RI R ") + value + "\n1 0 0\n"), "t.s1p", 1,
-                         std::string("expected a positive reference resistance after R, found '") +
-                             value + "'"))
+    EXPECT_TRUE(rejected(
+        parseText(std::string("# RI R ") + value + "\n1 0 0\n"), "t.s1p", 1,
+        std::string("expected a positive reference resistance after R, found '") + value + "'"))
         << value;
   }
 }
 
 TEST(TouchstoneReadErrors, ComplexRIsRejected) {
   for (const char* value : {"50+j10", "(50,10)", "50+10j", "j10", "50-5i"}) {
-    EXPECT_TRUE(rejected(parseText(std::string("# GHz S RI R ") + value + "\n1 0 0\n"), "t.s1p",
-                         1, std::string("a complex R is not Touchstone), found '") + value + "'"))
+    EXPECT_TRUE(rejected(parseText(std::string("# GHz S RI R ") + value + "\n1 0 0\n"), "t.s1p", 1,
+                         std::string("a complex R is not Touchstone), found '") + value + "'"))
         << value;
   }
   // A real and an imaginary part as two tokens: the second is no option.
@@ -171,13 +170,13 @@ TEST(TouchstoneReadErrors, ComplexRIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, RCountOtherThanOneOrThePortCountIsRejected) {
-  EXPECT_TRUE(rejected(parseText("# RI R 50 75\n1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n",
-                                 "t.s3p"),
+  EXPECT_TRUE(rejected(parseText("# RI R 50 75\n1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n", "t.s3p"),
                        "t.s3p", 1, "expected one R, or one per port (3), found 2"));
-  const Read v2 = parseText(lines({"[Version] 2.1", "# RI R 50 75", "[Number of Ports] 3"}),
-                            "t.ts");
-  EXPECT_TRUE(rejected(v2, "t.ts", 3, "expected one R on the option line, or one per port (3), "
-                                      "found 2"));
+  const Read v2 =
+      parseText(lines({"[Version] 2.1", "# RI R 50 75", "[Number of Ports] 3"}), "t.ts");
+  EXPECT_TRUE(rejected(v2, "t.ts", 3,
+                       "expected one R on the option line, or one per port (3), "
+                       "found 2"));
 }
 
 // ---- 3. a value count that is not a whole number of data sets ------------------
@@ -202,21 +201,21 @@ TEST(TouchstoneReadErrors, TwoPortWithAValueMissingIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, IncompleteDataSetBeforeEndIsRejectedAtEnd) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                  "[Number of Frequencies] 2", "[Network Data]", "1 0 0", "2 0",
-                                  "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 2",
+                       "[Network Data]", "1 0 0", "2 0", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(r, "t.ts", 8, "expected 1 more values for the data set of line 7"));
   EXPECT_NE(r.message.find("found [End]"), std::string::npos) << r.message;
 }
 
 TEST(TouchstoneReadErrors, TriangleGivenAsAFullMatrixIsRejected) {
   // [Matrix Format] Lower: 3 pairs per two-port data set, not 4.
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                  "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                  "[Matrix Format] Lower", "[Network Data]",
-                                  "1 11 0 21 0 22 0 12 0", "[End]"}),
-                           "t.ts");
+  const Read r = parseText(
+      lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
+             "[Number of Frequencies] 1", "[Matrix Format] Lower", "[Network Data]",
+             "1 11 0 21 0 22 0 12 0", "[End]"}),
+      "t.ts");
   EXPECT_TRUE(rejected(r, "t.ts", 8, "expected 1 data sets ([Number of Frequencies]), found more"));
 }
 
@@ -235,27 +234,26 @@ TEST(TouchstoneReadErrors, DecreasingFrequencyIsRejectedForEveryPortCount) {
   const Read three = parseText(
       lines({"# Hz RI", "5 0 0 0 0 0 0", "  0 0 0 0 0 0", "  0 0 0 0 0 0", "4 0 0 0 0 0 0"}),
       "t.s3p");
-  EXPECT_TRUE(rejected(three, "t.s3p", 5, "expected frequencies that increase, found 4 Hz after 5 Hz"));
+  EXPECT_TRUE(
+      rejected(three, "t.s3p", 5, "expected frequencies that increase, found 4 Hz after 5 Hz"));
   // Zero after a positive frequency, and -0 after 0.
   EXPECT_TRUE(rejected(parseText(lines({"# RI", "1 0 0", "0 0 0"})), "t.s1p", 3,
                        "found 0 Hz after 1000000000 Hz"));
-  EXPECT_TRUE(rejected(parseText(lines({"# RI", "0 0 0", "-0 0 0"})), "t.s1p", 3,
-                       "found 0 Hz after 0 Hz"));
+  EXPECT_TRUE(
+      rejected(parseText(lines({"# RI", "0 0 0", "-0 0 0"})), "t.s1p", 3, "found 0 Hz after 0 Hz"));
 }
 
 // A two-port drop is noise only on a row of five numbers.
 TEST(TouchstoneReadErrors, TwoPortDropThatIsNoNoiseRowIsRejected) {
-  const Read full = parseText(lines({"# RI", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0 0",
-                                     "1.5 0 0 0 0 0 0 0 0"}),
-                              "t.s2p");
+  const Read full = parseText(
+      lines({"# RI", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0 0", "1.5 0 0 0 0 0 0 0 0"}), "t.s2p");
   EXPECT_TRUE(rejected(full, "t.s2p", 4, "expected frequencies that increase"));
-  const Read split =
-      parseText(lines({"# RI", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0 0", "1.5 0 0", "0 0 0 0 0 0"}),
-                "t.s2p");
+  const Read split = parseText(
+      lines({"# RI", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0 0", "1.5 0 0", "0 0 0 0 0 0"}), "t.s2p");
   EXPECT_TRUE(rejected(split, "t.s2p", 4, "expected frequencies that increase"));
   // Five tokens, but the frequency not first on its line.
-  const Read inside = parseText(lines({"# RI", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0", "0 1 1 1 1"}),
-                                "t.s2p");
+  const Read inside =
+      parseText(lines({"# RI", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0", "0 1 1 1 1"}), "t.s2p");
   EXPECT_TRUE(rejected(inside, "t.s2p", 4, "expected frequencies that increase"));
 }
 
@@ -264,11 +262,11 @@ TEST(TouchstoneReadErrors, DropWithFiveNumbersIsNoNoiseForAnotherPortCountOrVers
   const Read one = parseText(lines({"# RI", "1 0 0", "2 0 0", "1 2 3 4 5"}), "t.s1p");
   EXPECT_TRUE(rejected(one, "t.s1p", 4, "expected frequencies that increase"));
   // Version 2 two-port: noise comes only after [Noise Data].
-  const Read v2 = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                   "[Two-Port Data Order] 12_21", "[Number of Frequencies] 3",
-                                   "[Network Data]", "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0 0",
-                                   "1 0.5 0.5 90 10", "[End]"}),
-                            "t.ts");
+  const Read v2 =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
+                       "[Two-Port Data Order] 12_21", "[Number of Frequencies] 3", "[Network Data]",
+                       "1 0 0 0 0 0 0 0 0", "2 0 0 0 0 0 0 0 0", "1 0.5 0.5 90 10", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(v2, "t.ts", 9, "expected frequencies that increase"));
 }
 
@@ -291,8 +289,8 @@ TEST(TouchstoneReadErrors, EmptyTextWithANullPointerIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, BlankOrCommentOnlyTextIsRejected) {
-  EXPECT_TRUE(rejected(parseText(lines({"! a", "", "! b"})), "t.s1p", 3,
-                       "expected the option line"));
+  EXPECT_TRUE(
+      rejected(parseText(lines({"! a", "", "! b"})), "t.s1p", 3, "expected the option line"));
   EXPECT_TRUE(rejected(parseText("\n\n  \t\n"), "t.s1p", 3, "expected the option line"));
   EXPECT_TRUE(rejected(parseText("\xEF\xBB\xBF"), "t.s1p", 1, "expected the option line"));
 }
@@ -303,15 +301,16 @@ TEST(TouchstoneReadErrors, OptionLineAloneIsRejected) {
                        "the file"));
   EXPECT_TRUE(rejected(parseText("# GHz S RI R 50", "t.s2p"), "t.s2p", 1,
                        "expected network data (a frequency and its 8 values)"));
-  EXPECT_TRUE(rejected(parseText(lines({"# RI", "! nothing", ""})), "t.s1p", 3,
-                       "expected network data"));
+  EXPECT_TRUE(
+      rejected(parseText(lines({"# RI", "! nothing", ""})), "t.s1p", 3, "expected network data"));
 }
 
 TEST(TouchstoneReadErrors, Version2WithoutDataSetsIsRejected) {
   EXPECT_TRUE(rejected(parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
                                         "[Number of Frequencies] 1", "[Network Data]", "[End]"}),
                                  "t.ts"),
-                       "t.ts", 6, "expected network data (a frequency and its 2 values), found [End]"));
+                       "t.ts", 6,
+                       "expected network data (a frequency and its 2 values), found [End]"));
   EXPECT_TRUE(rejected(parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
                                         "[Number of Frequencies] 1", "[Network Data]"}),
                                  "t.ts"),
@@ -335,12 +334,12 @@ TEST(TouchstoneReadErrors, LargestPortCountWithoutDataIsRejectedLikeAnyOther) {
                        "expected network data (a frequency and its 20000000000 values), found "
                        "[End]"));
   const Read v1 = parseText(lines({"# RI", "1 0 0"}), "t.s100000p");
-  EXPECT_TRUE(rejected(v1, "t.s100000p", 2,
-                       "expected 19999999998 more values for the data set of line 2"));
-  const Read lower = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 99999",
-                                      "[Number of Frequencies] 1", "[Matrix Format] Upper",
-                                      "[Network Data]"}),
-                               "t.ts");
+  EXPECT_TRUE(
+      rejected(v1, "t.s100000p", 2, "expected 19999999998 more values for the data set of line 2"));
+  const Read lower =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 99999",
+                       "[Number of Frequencies] 1", "[Matrix Format] Upper", "[Network Data]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(lower, "t.ts", 6, "(a frequency and its 9999900000 values)"));
 }
 
@@ -354,45 +353,48 @@ TEST(TouchstoneReadErrors, MissingNumberOfFrequenciesIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, FewerDataSetsThanAnnouncedAreRejected) {
-  const Read atEnd = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                      "[Number of Frequencies] 3", "[Network Data]", "1 0 0",
-                                      "2 0 0", "[End]"}),
-                               "t.ts");
-  EXPECT_TRUE(rejected(atEnd, "t.ts", 8,
-                       "expected 3 data sets ([Number of Frequencies]), found 2"));
-  const Read noEnd = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                      "[Number of Frequencies] 3", "[Network Data]", "1 0 0",
-                                      "2 0 0"}),
-                               "t.ts");
-  EXPECT_TRUE(rejected(noEnd, "t.ts", 7, "expected 3 data sets ([Number of Frequencies]), found 2"));
+  const Read atEnd =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 3",
+                       "[Network Data]", "1 0 0", "2 0 0", "[End]"}),
+                "t.ts");
+  EXPECT_TRUE(
+      rejected(atEnd, "t.ts", 8, "expected 3 data sets ([Number of Frequencies]), found 2"));
+  const Read noEnd =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 3",
+                       "[Network Data]", "1 0 0", "2 0 0"}),
+                "t.ts");
+  EXPECT_TRUE(
+      rejected(noEnd, "t.ts", 7, "expected 3 data sets ([Number of Frequencies]), found 2"));
 }
 
 TEST(TouchstoneReadErrors, MoreDataSetsThanAnnouncedAreRejectedAtTheFirstExtra) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                  "[Number of Frequencies] 2", "[Network Data]", "1 0 0", "2 0 0",
-                                  "3 0 0", "4 0 0", "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 2",
+                       "[Network Data]", "1 0 0", "2 0 0", "3 0 0", "4 0 0", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(r, "t.ts", 8, "expected 2 data sets ([Number of Frequencies]), found more"));
 }
 
 TEST(TouchstoneReadErrors, TwoPortWithoutDataOrderIsRejected) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                  "[Number of Frequencies] 1", "", "[Network Data]",
-                                  "1 0 0 0 0 0 0 0 0", "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Number of Frequencies] 1",
+                       "", "[Network Data]", "1 0 0 0 0 0 0 0 0", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(r, "t.ts", 6,
                        "expected [Two-Port Data Order] before [Network Data] in a two-port file"));
 }
 
 TEST(TouchstoneReadErrors, DataOrderForAnotherPortCountIsRejected) {
   for (const char* ports : {"1", "3", "4"}) {
-    const Read r = parseText(lines({"[Version] 2.0", "# RI", std::string("[Number of Ports] ") + ports,
-                                    "[Two-Port Data Order] 12_21"}),
-                             "t.ts");
-    EXPECT_TRUE(rejected(r, "t.ts", 4,
-                         std::string("expected [Two-Port Data Order] only in a two-port file, found "
-                                     "it in a ") +
-                             ports + "-port file"))
+    const Read r =
+        parseText(lines({"[Version] 2.0", "# RI", std::string("[Number of Ports] ") + ports,
+                         "[Two-Port Data Order] 12_21"}),
+                  "t.ts");
+    EXPECT_TRUE(
+        rejected(r, "t.ts", 4,
+                 std::string("expected [Two-Port Data Order] only in a two-port file, found "
+                             "it in a ") +
+                     ports + "-port file"))
         << ports;
   }
 }
@@ -414,16 +416,15 @@ TEST(TouchstoneReadErrors, ReferenceWithTooFewValuesIsRejectedAtTheNextKeyword) 
   EXPECT_TRUE(rejected(r, "t.ts", 7,
                        "expected 3 values after the [Reference] of line 4, found 2 before "
                        "[Number of Frequencies]"));
-  const Read beforeData =
-      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
-                       "[Number of Frequencies] 1", "[Reference] 50", "[Network Data]",
-                       "1 0 0 0 0 0 0 0 0"}),
-                "t.ts");
+  const Read beforeData = parseText(
+      lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
+             "[Number of Frequencies] 1", "[Reference] 50", "[Network Data]", "1 0 0 0 0 0 0 0 0"}),
+      "t.ts");
   EXPECT_TRUE(rejected(beforeData, "t.ts", 7,
                        "expected 2 values after the [Reference] of line 6, found 1 before "
                        "[Network Data]"));
-  const Read empty = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                      "[Reference]", "[Number of Frequencies] 1"}),
+  const Read empty = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Reference]",
+                                      "[Number of Frequencies] 1"}),
                                "t.ts");
   EXPECT_TRUE(rejected(empty, "t.ts", 5, "found 0 before [Number of Frequencies]"));
 }
@@ -431,19 +432,21 @@ TEST(TouchstoneReadErrors, ReferenceWithTooFewValuesIsRejectedAtTheNextKeyword) 
 TEST(TouchstoneReadErrors, ReferenceWithTooManyValuesIsRejectedAtTheExtraValue) {
   const Read sameLine = parseText(
       lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Reference] 50 50 75"}), "t.ts");
-  EXPECT_TRUE(rejected(sameLine, "t.ts", 4, "expected 2 values after [Reference], found more: '75'"));
+  EXPECT_TRUE(
+      rejected(sameLine, "t.ts", 4, "expected 2 values after [Reference], found more: '75'"));
   // Once complete, a further number line is no keyword argument any more.
-  const Read nextLine = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                         "[Reference] 50", "50", "75"}),
-                                  "t.ts");
-  EXPECT_TRUE(rejected(nextLine, "t.ts", 6, "expected a keyword before [Network Data], found '75'"));
+  const Read nextLine = parseText(
+      lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Reference] 50", "50", "75"}),
+      "t.ts");
+  EXPECT_TRUE(
+      rejected(nextLine, "t.ts", 6, "expected a keyword before [Network Data], found '75'"));
 }
 
 TEST(TouchstoneReadErrors, ReferenceThatIsNotAPositiveNumberIsRejected) {
   for (const char* value : {"0", "-50", "-0", "1e-400"}) {
-    const Read r = parseText(
-        lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", std::string("[Reference] ") + value}),
-        "t.ts");
+    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
+                                    std::string("[Reference] ") + value}),
+                             "t.ts");
     EXPECT_TRUE(rejected(r, "t.ts", 4,
                          std::string("expected a positive reference resistance in [Reference], "
                                      "found '") +
@@ -451,61 +454,67 @@ TEST(TouchstoneReadErrors, ReferenceThatIsNotAPositiveNumberIsRejected) {
         << value;
   }
   for (const char* value : {"inf", "50+j10", "(50,0)"}) {
-    const Read r = parseText(
-        lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", std::string("[Reference] ") + value}),
-        "t.ts");
+    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
+                                    std::string("[Reference] ") + value}),
+                             "t.ts");
     EXPECT_TRUE(rejected(r, "t.ts", 4, std::string("expected a number, found '") + value + "'"))
         << value;
   }
 }
 
 TEST(TouchstoneReadErrors, NoiseDataWithoutItsCountIsRejected) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                  "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                  "[Network Data]", "1 0 0 0 0 0 0 0 0", "[Noise Data]",
-                                  "1 0.5 0.5 90 10", "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
+                       "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1", "[Network Data]",
+                       "1 0 0 0 0 0 0 0 0", "[Noise Data]", "1 0.5 0.5 90 10", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(r, "t.ts", 8,
                        "expected [Number of Noise Frequencies] before [Network Data] in a file "
                        "with [Noise Data]"));
 }
 
 TEST(TouchstoneReadErrors, NoiseForAnotherThanATwoPortIsRejected) {
-  const Read count = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                      "[Number of Frequencies] 1", "[Number of Noise Frequencies] 1"}),
-                               "t.ts");
+  const Read count =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Number of Noise Frequencies] 1"}),
+                "t.ts");
   EXPECT_TRUE(rejected(count, "t.ts", 5,
                        "expected noise data only in a two-port file, found [Number of Noise "
                        "Frequencies] in a 1-port file"));
-  const Read block = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                      "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                      "[Noise Data]", "1 0.5 0.5 90 10", "[End]"}),
-                               "t.ts");
+  const Read block =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0 0", "[Noise Data]", "1 0.5 0.5 90 10", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(block, "t.ts", 7, "[Noise Data]"));
 }
 
 TEST(TouchstoneReadErrors, AnnouncedNoiseDataThatNeverComesIsRejected) {
-  const Read atEnd = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                      "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                      "[Number of Noise Frequencies] 1", "[Network Data]",
-                                      "1 0 0 0 0 0 0 0 0", "[End]"}),
-                               "t.ts");
+  const Read atEnd = parseText(
+      lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
+             "[Number of Frequencies] 1", "[Number of Noise Frequencies] 1", "[Network Data]",
+             "1 0 0 0 0 0 0 0 0", "[End]"}),
+      "t.ts");
   EXPECT_TRUE(rejected(atEnd, "t.ts", 9,
                        "expected [Noise Data] ([Number of Noise Frequencies] announces it), found "
                        "[End]"));
-  const Read noEnd = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                      "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                      "[Number of Noise Frequencies] 1", "[Network Data]",
-                                      "1 0 0 0 0 0 0 0 0"}),
-                               "t.ts");
+  const Read noEnd =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
+                       "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
+                       "[Number of Noise Frequencies] 1", "[Network Data]", "1 0 0 0 0 0 0 0 0"}),
+                "t.ts");
   EXPECT_TRUE(rejected(noEnd, "t.ts", 8, "found the end of the file"));
 }
 
 TEST(TouchstoneReadErrors, NoiseRowCountOtherThanAnnouncedIsRejected) {
-  const std::vector<std::string> head = {"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                         "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                         "[Number of Noise Frequencies] 2", "[Network Data]",
-                                         "1 0 0 0 0 0 0 0 0", "[Noise Data]"};
+  const std::vector<std::string> head = {"[Version] 2.0",
+                                         "# RI",
+                                         "[Number of Ports] 2",
+                                         "[Two-Port Data Order] 12_21",
+                                         "[Number of Frequencies] 1",
+                                         "[Number of Noise Frequencies] 2",
+                                         "[Network Data]",
+                                         "1 0 0 0 0 0 0 0 0",
+                                         "[Noise Data]"};
   std::string text;
   for (const std::string& line : head) {
     text += line + "\n";
@@ -523,35 +532,36 @@ TEST(TouchstoneReadErrors, NoiseRowCountOtherThanAnnouncedIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, DuplicateKeywordIsRejected) {
-  const char* keywords[] = {"[Version] 2.0",        "[Number of Ports] 1",
-                            "[Number of Frequencies] 1", "[Reference] 50",
-                            "[Matrix Format] Full", "[Mixed-Mode Order] S1"};
+  const char* keywords[] = {"[Version] 2.0",  "[Number of Ports] 1",  "[Number of Frequencies] 1",
+                            "[Reference] 50", "[Matrix Format] Full", "[Mixed-Mode Order] S1"};
   for (const char* keyword : keywords) {
     const std::string name = std::string(keyword).substr(0, std::string(keyword).find(']') + 1);
-    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                    "[Number of Frequencies] 1", "[Reference] 50",
-                                    "[Matrix Format] Full", "[Mixed-Mode Order] S1", keyword}),
-                             "t.ts");
-    EXPECT_TRUE(rejected(r, "t.ts", 8, "expected " + name + " once, found a second one")) << keyword;
+    const Read r = parseText(
+        lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+               "[Reference] 50", "[Matrix Format] Full", "[Mixed-Mode Order] S1", keyword}),
+        "t.ts");
+    EXPECT_TRUE(rejected(r, "t.ts", 8, "expected " + name + " once, found a second one"))
+        << keyword;
   }
-  const Read order = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                      "[Two-Port Data Order] 12_21", "[Two-Port Data Order] 12_21"}),
-                               "t.ts");
+  const Read order =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
+                       "[Two-Port Data Order] 12_21", "[Two-Port Data Order] 12_21"}),
+                "t.ts");
   EXPECT_TRUE(rejected(order, "t.ts", 5, "expected [Two-Port Data Order] once"));
-  const Read noise = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                      "[Number of Noise Frequencies] 1",
-                                      "[number of noise frequencies] 1"}),
-                               "t.ts");
+  const Read noise =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
+                       "[Number of Noise Frequencies] 1", "[number of noise frequencies] 1"}),
+                "t.ts");
   EXPECT_TRUE(rejected(noise, "t.ts", 5, "expected [Number of Noise Frequencies] once"));
-  const Read data = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                     "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                     "[Network Data]", "[End]"}),
-                              "t.ts");
+  const Read data =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0 0", "[Network Data]", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(data, "t.ts", 7, "found [Network Data]"));
-  const Read end = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                    "[Number of Frequencies] 1", "[Network Data]", "1 0 0", "[End]",
-                                    "[End]"}),
-                             "t.ts");
+  const Read end =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0 0", "[End]", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(end, "t.ts", 8, "expected nothing but comments after [End], found [End]"));
 }
 
@@ -571,27 +581,28 @@ TEST(TouchstoneReadErrors, VersionOtherThan2_0Or2_1IsRejected) {
 TEST(TouchstoneReadErrors, TextAfterEndIsRejected) {
   const std::vector<std::string> after = {"1 0 0", "[Network Data]", "# RI", "junk"};
   for (const std::string& extra : after) {
-    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                    "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                    "[End]", "! comments are fine", "", extra}),
-                             "t.ts");
+    const Read r = parseText(
+        lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+               "[Network Data]", "1 0 0", "[End]", "! comments are fine", "", extra}),
+        "t.ts");
     EXPECT_TRUE(rejected(r, "t.ts", 10, "")) << extra;
   }
-  const Read data = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                     "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                     "[End]", "2 0 0"}),
-                              "t.ts");
-  EXPECT_TRUE(rejected(data, "t.ts", 8, "expected nothing but comments after [End], found '2 0 0'"));
+  const Read data =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0 0", "[End]", "2 0 0"}),
+                "t.ts");
+  EXPECT_TRUE(
+      rejected(data, "t.ts", 8, "expected nothing but comments after [End], found '2 0 0'"));
 }
 
 TEST(TouchstoneReadErrors, SecondOptionLineInVersion2IsRejected) {
-  const Read header = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "# MA"}),
-                                "t.ts");
+  const Read header =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "# MA"}), "t.ts");
   EXPECT_TRUE(rejected(header, "t.ts", 4, "expected one option line, found a second one"));
-  const Read data = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                     "[Number of Frequencies] 2", "[Network Data]", "1 0 0",
-                                     "# RI", "2 0 0", "[End]"}),
-                              "t.ts");
+  const Read data =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 2",
+                       "[Network Data]", "1 0 0", "# RI", "2 0 0", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(rejected(data, "t.ts", 7, "expected one option line, found a second one"));
 }
 
@@ -630,13 +641,14 @@ TEST(TouchstoneReadErrors, MatrixFormatOtherThanFullLowerUpperIsRejected) {
 }
 
 TEST(TouchstoneReadErrors, UnclosedInformationBlockIsRejected) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                  "[Begin Information]", "anything", "[Network Data]", "1 0 0",
-                                  "[End]"}),
-                           "t.ts");
-  EXPECT_TRUE(rejected(r, "t.ts", 8,
-                       "expected [End Information] for the [Begin Information] of line 4, found the "
-                       "end of the file"));
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Begin Information]",
+                       "anything", "[Network Data]", "1 0 0", "[End]"}),
+                "t.ts");
+  EXPECT_TRUE(
+      rejected(r, "t.ts", 8,
+               "expected [End Information] for the [Begin Information] of line 4, found the "
+               "end of the file"));
 }
 
 TEST(TouchstoneReadErrors, KeywordInAVersion1FileIsRejected) {
@@ -669,8 +681,8 @@ TEST(TouchstoneReadErrors, HybridParametersForAnotherThanATwoPortAreRejected) {
 // ---- names -------------------------------------------------------------------------
 
 TEST(TouchstoneReadErrors, Version1TextWithoutAPortCountInItsNameIsRejected) {
-  for (const char* name : {"t.ts", "t.TS", "t.txt", "t", "t.s2", "t.sp", "t.s0p", "t.sxp",
-                           "t.s2x", "t.x2p", "t.s-2p", "t.s+2p", "t.s100001p", "s2p"}) {
+  for (const char* name : {"t.ts", "t.TS", "t.txt", "t", "t.s2", "t.sp", "t.s0p", "t.sxp", "t.s2x",
+                           "t.x2p", "t.s-2p", "t.s+2p", "t.s100001p", "s2p"}) {
     const Read r = parseText(lines({"! c", "# RI", "1 0 0"}), name);
     EXPECT_TRUE(rejected(r, name, 2,
                          "expected a name ending in .sNp (or .yNp, .zNp, .hNp, .gNp) for a "
@@ -684,17 +696,19 @@ TEST(TouchstoneReadErrors, Version1TextWithoutAPortCountInItsNameIsRejected) {
 TEST(TouchstoneReadErrors, NegativeFrequencyIsRejected) {
   for (const char* f : {"-1", "-0.0001", "-1e-300", "-4.9406564584124654e-324"}) {
     const Read r = parseText(std::string("# Hz RI\n") + f + " 0 0\n");
-    EXPECT_TRUE(rejected(r, "t.s1p", 2, std::string("expected a frequency >= 0, found '") + f + "'"))
+    EXPECT_TRUE(
+        rejected(r, "t.s1p", 2, std::string("expected a frequency >= 0, found '") + f + "'"))
         << f;
   }
 }
 
 TEST(TouchstoneReadErrors, InfinityNanHexAndMalformedNumbersAreRejected) {
-  for (const char* token : {"inf", "-inf", "+inf", "INF", "Infinity", "nan", "NaN", "-nan",
-                            "0x1p3", "0x10", "1e", "1e+", "1.2.3", "--1", "+-1", "1,5", ".",
-                            "-", "+", "e5", "1d3", "1_000", "5%"}) {
+  for (const char* token : {"inf",   "-inf", "+inf", "INF", "Infinity", "nan",   "NaN", "-nan",
+                            "0x1p3", "0x10", "1e",   "1e+", "1.2.3",    "--1",   "+-1", "1,5",
+                            ".",     "-",    "+",    "e5",  "1d3",      "1_000", "5%"}) {
     const Read value = parseText(std::string("# RI\n1 0 ") + token + "\n");
-    EXPECT_TRUE(rejected(value, "t.s1p", 2, std::string("expected a number, found '") + token + "'"))
+    EXPECT_TRUE(
+        rejected(value, "t.s1p", 2, std::string("expected a number, found '") + token + "'"))
         << token;
     const Read frequency = parseText(std::string("# RI\n") + token + " 0 0\n");
     EXPECT_TRUE(rejected(frequency, "t.s1p", 2,
@@ -706,15 +720,15 @@ TEST(TouchstoneReadErrors, InfinityNanHexAndMalformedNumbersAreRejected) {
 TEST(TouchstoneReadErrors, MagnitudeBeyondTheLargestDoubleIsRejected) {
   for (const char* token : {"1e309", "-1e309", "1.7976931348623159e308", "1e99999999999"}) {
     const Read r = parseText(std::string("# RI\n1 ") + token + " 0\n");
-    EXPECT_TRUE(rejected(r, "t.s1p", 2,
-                         std::string("expected a number within the range of a double, found '") +
-                             token + "'"))
+    EXPECT_TRUE(rejected(
+        r, "t.s1p", 2,
+        std::string("expected a number within the range of a double, found '") + token + "'"))
         << token;
   }
   // A frequency that overflows only once scaled to Hz.
   const Read f = parseText("# GHz RI\n1e300 0 0\n");
-  EXPECT_TRUE(rejected(f, "t.s1p", 2,
-                       "expected a frequency within the range of a double, found '1e300'"));
+  EXPECT_TRUE(
+      rejected(f, "t.s1p", 2, "expected a frequency within the range of a double, found '1e300'"));
   const Read noise = parseText(lines({"# RI", "1 0 0 0 0 0 0 0 0", "1 0.5 1e999 0 1"}), "t.s2p");
   EXPECT_TRUE(rejected(noise, "t.s2p", 3, "expected a number within the range of a double"));
 }
@@ -739,7 +753,8 @@ TEST(TouchstoneReadErrors, NonAsciiOutsideCommentsIsRejected) {
 
 TEST(TouchstoneReadErrors, ControlBytesOutsideCommentsAreRejected) {
   const Read formFeed = parseText("# GHz\fS RI\n1 0 0\n");
-  EXPECT_TRUE(rejected(formFeed, "t.s1p", 1, "expected ASCII text outside comments, found '\\x0C'"));
+  EXPECT_TRUE(
+      rejected(formFeed, "t.s1p", 1, "expected ASCII text outside comments, found '\\x0C'"));
   constexpr char kNul[] = "# GHz S RI\0\n1 0 0\n";
   const Read nul = parseText(std::string(kNul, sizeof kNul - 1));
   EXPECT_TRUE(rejected(nul, "t.s1p", 1, "expected ASCII text outside comments, found '\\x00'"));
@@ -773,7 +788,8 @@ TEST(TouchstoneReadErrors, ValuesWhoseSIsBeyondTheRangeOfADoubleAreRejected) {
   EXPECT_NE(db.message.find(" at 2000000000 Hz"), std::string::npos) << db.message;
   // I + z = j 1e-320: not singular, but S = (z - 1) / (z + 1) overflows.
   const Read z = parseText(lines({"# Z RI", "1 -1 1e-320"}));
-  EXPECT_TRUE(rejected(z, "t.s1p", 2, "expected S-parameters within the range of a double, found S11"));
+  EXPECT_TRUE(
+      rejected(z, "t.s1p", 2, "expected S-parameters within the range of a double, found S11"));
   // Entries named as the writer names them.
   std::string twelve = "# DB\n1";
   for (int k = 0; k < 144; ++k) {
@@ -795,33 +811,36 @@ TEST(TouchstoneReadErrors, MixedModeOrderThatDoesNotCoverThePortsIsRejected) {
     int64_t line;
     const char* phrase;
   } cases[] = {
-      {"D1,2 C1,2 S3 X4", 5, "expected a mode descriptor Dp,n, Cp,n or Sp with ports 1 .. 4, found 'X4'"},
+      {"D1,2 C1,2 S3 X4", 5,
+       "expected a mode descriptor Dp,n, Cp,n or Sp with ports 1 .. 4, found 'X4'"},
       {"D1,2 C1,2 S3 S5", 5, "found 'S5'"},
       {"D1,1 C1,1 S3 S4", 5, "found 'D1,1'"},
-      {"D1,2 C1,2 S3 S4 S1", 5, "expected 4 descriptors after [Mixed-Mode Order], found more: 'S1'"},
-      {"D1,2 C1,3 S3 S4", 7, "expected a C descriptor for the pair of 'D1,2' (a pair has both modes) in "
-                             "the [Mixed-Mode Order] of line 5"},
+      {"D1,2 C1,2 S3 S4 S1", 5,
+       "expected 4 descriptors after [Mixed-Mode Order], found more: 'S1'"},
+      {"D1,2 C1,3 S3 S4", 7,
+       "expected a C descriptor for the pair of 'D1,2' (a pair has both modes) in "
+       "the [Mixed-Mode Order] of line 5"},
       {"D1,2 C1,2 S2 S4", 7, "expected each port in exactly one descriptor, found port 2 in 2"},
       {"D1,2 C1,2 S4 S4", 7, "found port 3 in 0"},
       {"D1,2 C2,1 S3 S4", 7, "expected a C descriptor for the pair of 'D1,2'"},
   };
   for (const auto& c : cases) {
-    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 4",
-                                    "[Number of Frequencies] 1",
-                                    std::string("[Mixed-Mode Order] ") + c.order, "",
-                                    "[Network Data]"}),
-                             "t.ts");
+    const Read r = parseText(
+        lines({"[Version] 2.0", "# RI", "[Number of Ports] 4", "[Number of Frequencies] 1",
+               std::string("[Mixed-Mode Order] ") + c.order, "", "[Network Data]"}),
+        "t.ts");
     EXPECT_TRUE(rejected(r, "t.ts", c.line, c.phrase)) << c.order;
   }
 }
 
 TEST(TouchstoneReadErrors, MixedModePairWithUnequalReferencesIsRejected) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                  "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                  "[Reference] 50 75", "[Mixed-Mode Order] D1,2 C1,2",
-                                  "[Network Data]"}),
-                           "t.ts");
-  EXPECT_TRUE(rejected(r, "t.ts", 8, "expected the two ports of 'D1,2' to have the same reference"));
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
+                       "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
+                       "[Reference] 50 75", "[Mixed-Mode Order] D1,2 C1,2", "[Network Data]"}),
+                "t.ts");
+  EXPECT_TRUE(
+      rejected(r, "t.ts", 8, "expected the two ports of 'D1,2' to have the same reference"));
 }
 
 // ---- the C API ---------------------------------------------------------------------

@@ -53,8 +53,8 @@ void expectLabels(const Read& r, int ports, int points) {
 
 // The head of a version-2 file, up to and including [Network Data].
 std::string head2(int ports, int points, const std::string& extra = "") {
-  std::string text = "[Version] 2.0\n# GHz S RI R 50\n[Number of Ports] " + std::to_string(ports) +
-                     "\n";
+  std::string text =
+      "[Version] 2.0\n# GHz S RI R 50\n[Number of Ports] " + std::to_string(ports) + "\n";
   if (ports == 2 && extra.find("[Two-Port Data Order]") == std::string::npos) {
     text += "[Two-Port Data Order] 12_21\n";
   }
@@ -80,9 +80,9 @@ TEST(TouchstoneReadLayout, Version2TwoPortFollowsTheDeclaredOrder) {
   const std::string rowMajor = "1 " + pairText(label(0, 1, 1)) + " " + pairText(label(0, 1, 2)) +
                                " " + pairText(label(0, 2, 1)) + " " + pairText(label(0, 2, 2)) +
                                "\n[End]\n";
-  const std::string columnMajor = "1 " + pairText(label(0, 1, 1)) + " " +
-                                  pairText(label(0, 2, 1)) + " " + pairText(label(0, 1, 2)) + " " +
-                                  pairText(label(0, 2, 2)) + "\n[End]\n";
+  const std::string columnMajor = "1 " + pairText(label(0, 1, 1)) + " " + pairText(label(0, 2, 1)) +
+                                  " " + pairText(label(0, 1, 2)) + " " + pairText(label(0, 2, 2)) +
+                                  "\n[End]\n";
   const Read r12 = parseText(head2(2, 1, "[Two-Port Data Order] 12_21\n") + rowMajor, "t.ts");
   EXPECT_TRUE(clean(r12, "t.ts")) << r12.message;
   expectLabels(r12, 2, 1);
@@ -148,9 +148,11 @@ TEST(TouchstoneReadLayout, HundredPortsWithADataSetPerLine) {
     text += "\n";
   }
   const Read r = parseText(text, "t.s100p");
-  EXPECT_TRUE(warnedExactly(r, "t.s100p", {{2, "more than 4 value pairs on a line (version 1 "
-                                                "writes at most 4; read as a stream of numbers) "
-                                                "(3 lines like this)"}}));
+  EXPECT_TRUE(warnedExactly(r, "t.s100p",
+                            {{2,
+                              "more than 4 value pairs on a line (version 1 "
+                              "writes at most 4; read as a stream of numbers) "
+                              "(3 lines like this)"}}));
   expectLabels(r, 100, 3);
 }
 
@@ -207,8 +209,8 @@ void expectSymmetricLabels(const Read& r, int ports, int points) {
 
 TEST(TouchstoneReadLayout, LowerTriangleRowIHoldsNi1ToNiiAndIsMirrored) {
   for (int ports : {1, 3, 4, 64}) {
-    const Read r = parseText(head2(ports, 2, "[Matrix Format] Lower\n") + triangle(ports, 2, true),
-                             "t.ts");
+    const Read r =
+        parseText(head2(ports, 2, "[Matrix Format] Lower\n") + triangle(ports, 2, true), "t.ts");
     EXPECT_TRUE(clean(r, "t.ts")) << ports << ": " << r.message;
     expectSymmetricLabels(r, ports, 2);
   }
@@ -216,8 +218,8 @@ TEST(TouchstoneReadLayout, LowerTriangleRowIHoldsNi1ToNiiAndIsMirrored) {
 
 TEST(TouchstoneReadLayout, UpperTriangleRowIHoldsNiiToNiNAndIsMirrored) {
   for (int ports : {1, 3, 4, 64}) {
-    const Read r = parseText(head2(ports, 2, "[Matrix Format] Upper\n") + triangle(ports, 2, false),
-                             "t.ts");
+    const Read r =
+        parseText(head2(ports, 2, "[Matrix Format] Upper\n") + triangle(ports, 2, false), "t.ts");
     EXPECT_TRUE(clean(r, "t.ts")) << ports << ": " << r.message;
     expectSymmetricLabels(r, ports, 2);
   }
@@ -245,14 +247,14 @@ TEST(TouchstoneReadLayout, MatrixFormatFullIsTheDefaultAndItsNameIsCaseInsensiti
       appendPair(data, label(0, i, j));
     }
   }
-  for (const char* extra : {"", "[Matrix Format] Full\n", "[matrix format] FULL\n",
-                            "[Matrix   Format]   full\n"}) {
+  for (const char* extra :
+       {"", "[Matrix Format] Full\n", "[matrix format] FULL\n", "[Matrix   Format]   full\n"}) {
     const Read r = parseText(head2(3, 1, extra) + "1" + data + "\n[End]\n", "t.ts");
     EXPECT_TRUE(clean(r, "t.ts")) << extra << r.message;
     expectLabels(r, 3, 1);
   }
-  const Read lower = parseText(head2(2, 1, "[Matrix Format] lower\n") + "1 1 0 2 0 3 0\n[End]\n",
-                               "t.ts");
+  const Read lower =
+      parseText(head2(2, 1, "[Matrix Format] lower\n") + "1 1 0 2 0 3 0\n[End]\n", "t.ts");
   ASSERT_TRUE(clean(lower, "t.ts")) << lower.message;
   EXPECT_TRUE(sameBits(lower.s, {Complex(1, 0), Complex(2, 0), Complex(2, 0), Complex(3, 0)}));
 }
@@ -328,7 +330,8 @@ TEST(TouchstoneReadLayout, OneNumberPerLineReadsLikeOneDataSetPerLine) {
     for (int i = 1; i <= 3; ++i) {
       for (int j = 1; j <= 3; ++j) {
         appendPair(oneLine, label(k, i, j));
-        oneNumber += shortest(label(k, i, j).real()) + "\n" + shortest(label(k, i, j).imag()) + "\n";
+        oneNumber +=
+            shortest(label(k, i, j).real()) + "\n" + shortest(label(k, i, j).imag()) + "\n";
       }
     }
     oneLine += "\n";
@@ -338,21 +341,25 @@ TEST(TouchstoneReadLayout, OneNumberPerLineReadsLikeOneDataSetPerLine) {
   expectLabels(a, 3, 4);
   expectLabels(b, 3, 4);
   EXPECT_TRUE(warnedExactly(a, "t.s3p", {{2, "more than 4 value pairs on a line"}}));
-  EXPECT_TRUE(warnedExactly(b, "t.s3p", {{3, "a value pair split over two lines (read as a stream "
-                                              "of numbers) (36 lines like this)"}}));
+  EXPECT_TRUE(warnedExactly(b, "t.s3p",
+                            {{3,
+                              "a value pair split over two lines (read as a stream "
+                              "of numbers) (36 lines like this)"}}));
 }
 
 TEST(TouchstoneReadLayout, SeveralDataSetsMayShareALine) {
-  const Read r = parseText("[Version] 2.0\n# Hz RI\n[Number of Ports] 1\n"
-                           "[Number of Frequencies] 6\n[Network Data]\n"
-                           "1 0 0 2 0 0 3 0 0 4 0 0 5 0 0 6 0.5 0.25 [End]\n",
-                           "t.ts");
+  const Read r = parseText(
+      "[Version] 2.0\n# Hz RI\n[Number of Ports] 1\n"
+      "[Number of Frequencies] 6\n[Network Data]\n"
+      "1 0 0 2 0 0 3 0 0 4 0 0 5 0 0 6 0.5 0.25 [End]\n",
+      "t.ts");
   // The [End] must start its own line: on a data line it is no number.
   EXPECT_TRUE(rejected(r, "t.ts", 6, "expected a frequency (a number), found '[End]'"));
-  const Read ok = parseText("[Version] 2.0\n# Hz RI\n[Number of Ports] 1\n"
-                            "[Number of Frequencies] 6\n[Network Data]\n"
-                            "1 0 0 2 0 0 3 0 0 4 0 0 5 0 0 6 0.5 0.25\n[End]\n",
-                            "t.ts");
+  const Read ok = parseText(
+      "[Version] 2.0\n# Hz RI\n[Number of Ports] 1\n"
+      "[Number of Frequencies] 6\n[Network Data]\n"
+      "1 0 0 2 0 0 3 0 0 4 0 0 5 0 0 6 0.5 0.25\n[End]\n",
+      "t.ts");
   ASSERT_TRUE(clean(ok, "t.ts")) << ok.message;
   EXPECT_TRUE(sameBits(ok.f, {1, 2, 3, 4, 5, 6}));
   EXPECT_TRUE(sameBits(ok.s.back(), Complex(0.5, 0.25)));

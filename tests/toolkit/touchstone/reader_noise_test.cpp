@@ -45,8 +45,8 @@ TEST(TouchstoneReadNoise, Version1NoiseBlockStartsAtTheFirstFrequencyThatDoesNot
 }
 
 TEST(TouchstoneReadNoise, NoiseMayStartAtTheLastNetworkFrequency) {
-  const Read r = parseText("# GHz S RI R 50\n" + kNetwork + "3 0.5 0.5 0 0.2\n3.5 0.6 0.4 0 0.3\n",
-                           "t.s2p");
+  const Read r =
+      parseText("# GHz S RI R 50\n" + kNetwork + "3 0.5 0.5 0 0.2\n3.5 0.6 0.4 0 0.3\n", "t.s2p");
   ASSERT_TRUE(clean(r, "t.s2p")) << r.message;
   EXPECT_EQ(r.f.size(), 3u);
   EXPECT_TRUE(sameBits(r.noiseF, {3e9, 3.5e9}));
@@ -74,9 +74,8 @@ TEST(TouchstoneReadNoise, Version1RnIsMultipliedByPort1sReference) {
 
 TEST(TouchstoneReadNoise, GammaIsMagnitudeAndDegreesWhateverTheNetworkFormat) {
   for (const char* format : {"RI", "MA", "DB"}) {
-    const Read r = parseText(std::string("# GHz S ") + format + " R 50\n" + kNetwork +
-                                 "1 0.5 0.25 180 0.2\n",
-                             "t.s2p");
+    const Read r = parseText(
+        std::string("# GHz S ") + format + " R 50\n" + kNetwork + "1 0.5 0.25 180 0.2\n", "t.s2p");
     ASSERT_TRUE(clean(r, "t.s2p")) << format << ": " << r.message;
     EXPECT_EQ(r.format, format);
     // Not (0.25, 180) as RI, nor 10^(0.25/20) as DB; NFmin stays in dB.
@@ -86,9 +85,10 @@ TEST(TouchstoneReadNoise, GammaIsMagnitudeAndDegreesWhateverTheNetworkFormat) {
 }
 
 TEST(TouchstoneReadNoise, NoiseFrequenciesAreScaledExactlyInTheUnit) {
-  const Read r = parseText("# GHz S RI R 50\n0.05 0 0 0 0 0 0 0 0\n0.1 0 0 0 0 0 0 0 0\n"
-                           "0.067 0.5 0.5 0 0.2\n+6.8E-2 0.5 0.5 0 0.2\n",
-                           "t.s2p");
+  const Read r = parseText(
+      "# GHz S RI R 50\n0.05 0 0 0 0 0 0 0 0\n0.1 0 0 0 0 0 0 0 0\n"
+      "0.067 0.5 0.5 0 0.2\n+6.8E-2 0.5 0.5 0 0.2\n",
+      "t.s2p");
   ASSERT_TRUE(clean(r, "t.s2p")) << r.message;
   EXPECT_TRUE(sameBits(r.noiseF, {67e6, 68e6}));
 }
@@ -113,15 +113,15 @@ TEST(TouchstoneReadNoise, Version1NoiseRowOfOtherThanFiveNumbersIsRejected) {
                                "t.s2p");
   EXPECT_TRUE(rejected(split, "t.s2p", 6,
                        "expected a noise row of 5 numbers (f, NFmin, |Gopt|, angle, Rn), found 2"));
-  const Read six = parseText("# GHz S RI R 50\n" + kNetwork + "1 0.5 0.5 0 0.2\n2 0.5 0.5 0 0.2 9\n",
-                             "t.s2p");
+  const Read six =
+      parseText("# GHz S RI R 50\n" + kNetwork + "1 0.5 0.5 0 0.2\n2 0.5 0.5 0 0.2 9\n", "t.s2p");
   EXPECT_TRUE(rejected(six, "t.s2p", 6, "expected a noise row of 5 numbers"));
   // Network data after the noise block.
-  const Read network = parseText("# GHz S RI R 50\n" + kNetwork +
-                                     "1 0.5 0.5 0 0.2\n4 0.1 0 0.2 0 0.3 0 0.4 0\n",
-                                 "t.s2p");
-  EXPECT_TRUE(rejected(network, "t.s2p", 6, "expected a noise row of 5 numbers (f, NFmin, |Gopt|, "
-                                            "angle, Rn), found 9"));
+  const Read network = parseText(
+      "# GHz S RI R 50\n" + kNetwork + "1 0.5 0.5 0 0.2\n4 0.1 0 0.2 0 0.3 0 0.4 0\n", "t.s2p");
+  EXPECT_TRUE(rejected(network, "t.s2p", 6,
+                       "expected a noise row of 5 numbers (f, NFmin, |Gopt|, "
+                       "angle, Rn), found 9"));
   // The first row decides: six numbers are no noise row but an unordered
   // data set.
   const Read first = parseText("# GHz S RI R 50\n" + kNetwork + "1 0.5 0.5 0 0.2 0\n", "t.s2p");
@@ -129,13 +129,13 @@ TEST(TouchstoneReadNoise, Version1NoiseRowOfOtherThanFiveNumbersIsRejected) {
 }
 
 TEST(TouchstoneReadNoise, NoiseFrequenciesMustIncrease) {
-  const Read r = parseText("# GHz S RI R 50\n" + kNetwork + "1 0.5 0.5 0 0.2\n1 0.5 0.5 0 0.2\n",
-                           "t.s2p");
+  const Read r =
+      parseText("# GHz S RI R 50\n" + kNetwork + "1 0.5 0.5 0 0.2\n1 0.5 0.5 0 0.2\n", "t.s2p");
   EXPECT_TRUE(rejected(r, "t.s2p", 6,
                        "expected noise frequencies that increase, found 1000000000 Hz after "
                        "1000000000 Hz"));
-  const Read back = parseText("# GHz S RI R 50\n" + kNetwork + "2 0.5 0.5 0 0.2\n1.5 0.5 0.5 0 0.2\n",
-                              "t.s2p");
+  const Read back =
+      parseText("# GHz S RI R 50\n" + kNetwork + "2 0.5 0.5 0 0.2\n1.5 0.5 0.5 0 0.2\n", "t.s2p");
   EXPECT_TRUE(rejected(back, "t.s2p", 6, "expected noise frequencies that increase"));
 }
 
@@ -147,11 +147,12 @@ TEST(TouchstoneReadNoise, NoiseValuesAreNumbersLikeAnyOther) {
 }
 
 TEST(TouchstoneReadNoise, Version1RnBeyondTheRangeOfADoubleOnceUnNormalisedIsRejected) {
-  const Read r = parseText("# GHz S RI R 1e10\n" + kNetwork + "1 0.5 0.5 0 2e290\n2 0.5 0.5 0 1e300\n",
-                           "t.s2p");
-  EXPECT_TRUE(rejected(r, "t.s2p", 6,
-                       "expected an Rn within the range of a double in ohms, found 1e+300 times R = "
-                       "1e+10"));
+  const Read r = parseText(
+      "# GHz S RI R 1e10\n" + kNetwork + "1 0.5 0.5 0 2e290\n2 0.5 0.5 0 1e300\n", "t.s2p");
+  EXPECT_TRUE(
+      rejected(r, "t.s2p", 6,
+               "expected an Rn within the range of a double in ohms, found 1e+300 times R = "
+               "1e+10"));
 }
 
 // ---- version 2 -----------------------------------------------------------------------
@@ -166,9 +167,9 @@ std::string version2(const std::string& options, const std::string& extra,
 }
 
 TEST(TouchstoneReadNoise, Version2RnIsInOhms) {
-  const Read r = parseText(version2("# GHz S RI R 75", "[Reference] 25 100\n",
-                                    "1 0.5 0.5 -90 12.5\n3 0.7 0.3 30 20\n"),
-                           "t.ts");
+  const Read r = parseText(
+      version2("# GHz S RI R 75", "[Reference] 25 100\n", "1 0.5 0.5 -90 12.5\n3 0.7 0.3 30 20\n"),
+      "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_TRUE(sameBits(r.noiseF, {1e9, 3e9}));
   EXPECT_TRUE(sameBits(r.nfMinDb, {0.5, 0.7}));

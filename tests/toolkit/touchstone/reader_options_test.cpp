@@ -80,8 +80,8 @@ TEST(TouchstoneReadOptions, TokensAreTakenByIdentityInAnyOrder) {
 }
 
 TEST(TouchstoneReadOptions, TokensAreCaseInsensitiveAndKhzHasTwoSpellings) {
-  const char* lines[] = {"# khz s ri r 50", "# KHZ S RI R 50", "# KHz s Ri r 50",
-                         "# kHz S rI R 50", "# Khz S RI R 50"};
+  const char* lines[] = {"# khz s ri r 50", "# KHZ S RI R 50", "# KHz s Ri r 50", "# kHz S rI R 50",
+                         "# Khz S RI R 50"};
   for (const char* line : lines) {
     const Read r = parseText(std::string(line) + "\n3 1 2\n");
     ASSERT_TRUE(clean(r)) << line << ": " << r.message;
@@ -133,9 +133,9 @@ TEST(TouchstoneReadOptions, FrequencyIsScaledFromTheDecimalTextNotFromItsDouble)
     const char* unit;
     const char* token;
     double hz;
-  } cases[] = {{"GHz", "6.7e-2", 67e6},  {"GHz", "67E-3", 67e6},   {"GHz", "1.1", 1.1e9},
-               {"MHz", "4.1", 4.1e6},    {"kHz", "0.3", 300.0},     {"GHz", "0.1", 1e8},
-               {"MHz", "0.001", 1e3},    {"GHz", "1e-9", 1.0},      {"kHz", "1.5e+3", 1.5e6},
+  } cases[] = {{"GHz", "6.7e-2", 67e6},  {"GHz", "67E-3", 67e6}, {"GHz", "1.1", 1.1e9},
+               {"MHz", "4.1", 4.1e6},    {"kHz", "0.3", 300.0},  {"GHz", "0.1", 1e8},
+               {"MHz", "0.001", 1e3},    {"GHz", "1e-9", 1.0},   {"kHz", "1.5e+3", 1.5e6},
                {"GHz", "+2.25", 2.25e9}, {"GHz", "100000", 1e14}};
   for (const auto& c : cases) {
     const Read read = parseText(std::string("# ") + c.unit + " RI\n" + c.token + " 1 0\n");
@@ -199,10 +199,20 @@ TEST(TouchstoneReadOptions, NumbersTakeEveryDecimalSpellingAndALeadingPlus) {
   const struct {
     const char* token;
     double value;
-  } cases[] = {{"5.", 5.0},      {".5", 0.5},     {"+.5", 0.5},     {"-.5", -0.5},
-               {"+1", 1.0},      {"1E3", 1e3},    {"1e+3", 1e3},    {"1e-3", 1e-3},
-               {"0005", 5.0},    {"1.0E00", 1.0}, {"+1.25E-03", 1.25e-3},
-               {"-0", -0.0},     {"+0", 0.0},     {"123456789012345678901234567890", 1.2345678901234568e29}};
+  } cases[] = {{"5.", 5.0},
+               {".5", 0.5},
+               {"+.5", 0.5},
+               {"-.5", -0.5},
+               {"+1", 1.0},
+               {"1E3", 1e3},
+               {"1e+3", 1e3},
+               {"1e-3", 1e-3},
+               {"0005", 5.0},
+               {"1.0E00", 1.0},
+               {"+1.25E-03", 1.25e-3},
+               {"-0", -0.0},
+               {"+0", 0.0},
+               {"123456789012345678901234567890", 1.2345678901234568e29}};
   for (const auto& c : cases) {
     const Read r = parseText(std::string("# RI\n1 ") + c.token + " " + c.token + "\n");
     ASSERT_TRUE(clean(r)) << c.token << ": " << r.message;
@@ -219,7 +229,7 @@ TEST(TouchstoneReadOptions, MagnitudeBelowTheSmallestSubnormalReadsAsZeroOfItsSi
                {"-1e-400", -0.0},
                {"0.000001e-320", 0.0},
                {"-100e-500", -0.0},
-               {"2.4703282292062327e-324", 0.0},   // just below half the smallest subnormal
+               {"2.4703282292062327e-324", 0.0},  // just below half the smallest subnormal
                {"-2.4703282292062327e-324", -0.0},
                {"2.4703282292062328e-324", tiny},  // just above: rounds up to it
                {"4.9406564584124654e-324", tiny},
@@ -284,17 +294,18 @@ TEST(TouchstoneReadOptions, Version1PortCountComesFromTheExtensionInAnyCase) {
   const struct {
     const char* name;
     int32_t ports;
-  } cases[] = {{"a.s1p", 1},       {"a.S2P", 2},       {"b.y2p", 2},       {"c.Z3p", 3},
-               {"d.h2P", 2},       {"e.G2p", 2},       {"f.s12p", 12},     {"dir.v2/g.s3p", 3},
-               {"x.s2p.s4p", 4},   {"C:\\data\\h.S5P", 5}};
+  } cases[] = {{"a.s1p", 1},     {"a.S2P", 2},          {"b.y2p", 2},   {"c.Z3p", 3},
+               {"d.h2P", 2},     {"e.G2p", 2},          {"f.s12p", 12}, {"dir.v2/g.s3p", 3},
+               {"x.s2p.s4p", 4}, {"C:\\data\\h.S5P", 5}};
   for (const auto& c : cases) {
     std::string text = "# RI\n1";
     for (int32_t k = 0; k < c.ports * c.ports; ++k) {
       text += " 0 0";
     }
     const Read r = parseText(text + "\n", c.name);
-    ASSERT_TRUE(warnedExactly(r, c.name, c.ports > 2 ? std::vector<Expected>{{2, "more than 4"}}
-                                                     : std::vector<Expected>{}))
+    ASSERT_TRUE(warnedExactly(
+        r, c.name,
+        c.ports > 2 ? std::vector<Expected>{{2, "more than 4"}} : std::vector<Expected>{}))
         << c.name << ": " << r.message;
     EXPECT_EQ(r.ports, c.ports) << c.name;
     EXPECT_EQ(r.version, "1.0");

@@ -108,10 +108,10 @@ TEST(TouchstoneReadParameters, MagnitudeAngleIsMagnitudeTimesCosAndSinOfDegrees)
   const struct {
     const char* angle;
     double c, s;
-  } angles[] = {{"0", 1, 0},     {"30", h, 0.5},   {"45", q, q},        {"60", 0.5, h},
-                {"90", 0, 1},    {"120", -0.5, h}, {"135", -q, q},      {"150", -h, 0.5},
-                {"180", -1, 0},  {"-30", h, -0.5}, {"-90", 0, -1},      {"-180", -1, 0},
-                {"270", 0, -1},  {"360", 1, 0},    {"-135.0", -q, -q},  {"3e1", h, 0.5}};
+  } angles[] = {{"0", 1, 0},    {"30", h, 0.5},   {"45", q, q},       {"60", 0.5, h},
+                {"90", 0, 1},   {"120", -0.5, h}, {"135", -q, q},     {"150", -h, 0.5},
+                {"180", -1, 0}, {"-30", h, -0.5}, {"-90", 0, -1},     {"-180", -1, 0},
+                {"270", 0, -1}, {"360", 1, 0},    {"-135.0", -q, -q}, {"3e1", h, 0.5}};
   for (const double m : {1.0, 0.5, 1e-3, 123.456, 1e-300}) {
     std::string text = "# Hz S MA\n";
     for (std::size_t k = 0; k < std::size(angles); ++k) {
@@ -184,8 +184,8 @@ TEST(TouchstoneReadParameters, VeryLowDecibelsGiveZeroOrSubnormalMagnitudes) {
 constexpr double kOnePort = 1e-14;
 
 TEST(TouchstoneReadParameters, OnePortZIsReflectionAgainstTheReference) {
-  const Complex zs[] = {{25.0, 0.0}, {50.0, 0.0}, {75.0, -30.0}, {1e-3, 1e3}, {0.0, 0.0},
-                        {1e6, -1.0}};
+  const Complex zs[] = {{25.0, 0.0}, {50.0, 0.0}, {75.0, -30.0},
+                        {1e-3, 1e3}, {0.0, 0.0},  {1e6, -1.0}};
   // Version 2: ohms, against [Reference] 75.
   std::string text =
       "[Version] 2.0\n# Hz Z RI R 50\n[Number of Ports] 1\n[Number of Frequencies] 6\n"
@@ -202,9 +202,10 @@ TEST(TouchstoneReadParameters, OnePortZIsReflectionAgainstTheReference) {
     EXPECT_TRUE(near(s, r.s[k], kOnePort, 1.0 + std::abs(s))) << zs[k];
   }
   // Matched: exactly zero.
-  const Read matched = parseText("[Version] 2.0\n# Z RI\n[Number of Ports] 1\n"
-                                 "[Number of Frequencies] 1\n[Network Data]\n1 50 0\n[End]\n",
-                                 "t.ts");
+  const Read matched = parseText(
+      "[Version] 2.0\n# Z RI\n[Number of Ports] 1\n"
+      "[Number of Frequencies] 1\n[Network Data]\n1 50 0\n[End]\n",
+      "t.ts");
   ASSERT_TRUE(matched.ok()) << matched.message;
   EXPECT_LT(std::abs(matched.s[0]), 1e-15);
 }
@@ -321,12 +322,9 @@ TEST(TouchstoneReadParameters, ReferenceKeywordOverridesTheOptionLineR) {
 // and h12, h21, g12, g21 as they are; the two-port order is 21_12.
 TEST(TouchstoneReadParameters, Version1TwoPortValuesAreUnNormalisedPerEntry) {
   constexpr double R = 75.0;
-  const M2 zn = {Complex(0.4, 0.1), Complex(0.05, -0.02), Complex(0.08, 0.01),
-                 Complex(0.9, -0.3)};
-  const M2 yn = {Complex(1.5, 0.4), Complex(-0.3, 0.0), Complex(-0.45, 0.07),
-                 Complex(1.1, -0.2)};
-  const M2 hn = {Complex(0.5, 0.07), Complex(0.2, -0.05), Complex(-3.0, 1.0),
-                 Complex(0.75, 0.15)};
+  const M2 zn = {Complex(0.4, 0.1), Complex(0.05, -0.02), Complex(0.08, 0.01), Complex(0.9, -0.3)};
+  const M2 yn = {Complex(1.5, 0.4), Complex(-0.3, 0.0), Complex(-0.45, 0.07), Complex(1.1, -0.2)};
+  const M2 hn = {Complex(0.5, 0.07), Complex(0.2, -0.05), Complex(-3.0, 1.0), Complex(0.75, 0.15)};
   const M2 gn = {Complex(1.5, 0.08), Complex(-0.1, 0.0), Complex(2.0, 0.5), Complex(0.4, -0.07)};
   const M2 z = {zn[0] * R, zn[1] * R, zn[2] * R, zn[3] * R};
   const M2 y = {yn[0] / R, yn[1] / R, yn[2] / R, yn[3] / R};
@@ -342,9 +340,9 @@ TEST(TouchstoneReadParameters, Version1TwoPortValuesAreUnNormalisedPerEntry) {
                {"H", "t.h2p", hn, zToS(hToZ(h), R, R)},
                {"G", "t.g2p", gn, zToS(gToZ(g), R, R)}};
   for (const auto& c : cases) {
-    const Read r = parseText(std::string("# GHz ") + c.parameter + " RI R 75\n" +
-                                 twoPortLine("1", c.file, true),
-                             c.name);
+    const Read r = parseText(
+        std::string("# GHz ") + c.parameter + " RI R 75\n" + twoPortLine("1", c.file, true),
+        c.name);
     ASSERT_TRUE(clean(r, c.name)) << c.parameter << ": " << r.message;
     EXPECT_TRUE(sameBits(r.z0, {R, R}));
     SCOPED_TRACE(c.parameter);
@@ -480,8 +478,8 @@ TEST(TouchstoneReadParameters, MixedModeOfTheReferenceExampleGivesSingleEndedS) 
     }
     for (int i = 1; i <= 6; ++i) {
       for (int j = 1; j <= 6; ++j) {
-        EXPECT_TRUE(near(s[static_cast<std::size_t>((i - 1) * 6 + j - 1)], r.S(k, i, j), kModes,
-                         scale))
+        EXPECT_TRUE(
+            near(s[static_cast<std::size_t>((i - 1) * 6 + j - 1)], r.S(k, i, j), kModes, scale))
             << "S" << i << j << " at " << k;
       }
     }
@@ -507,12 +505,13 @@ TEST(TouchstoneReadParameters, MixedModeTwoPortFollowsTheDataOrder) {
   const std::vector<Complex> smm = {Complex(0.1, 0.2), Complex(0.03, -0.04), Complex(-0.05, 0.06),
                                     Complex(0.7, -0.1)};
   const std::vector<Mode> modes = {{'D', 1, 2}, {'C', 1, 2}};
-  const Read r = parseText("[Version] 2.0\n# RI\n[Number of Ports] 2\n[Two-Port Data Order] 21_12\n"
-                           "[Number of Frequencies] 1\n[Mixed-Mode Order] D1,2 C1,2\n"
-                           "[Network Data]\n1 " +
-                               pairText(smm[0]) + " " + pairText(smm[2]) + " " + pairText(smm[1]) +
-                               " " + pairText(smm[3]) + "\n[End]\n",
-                           "t.ts");
+  const Read r = parseText(
+      "[Version] 2.0\n# RI\n[Number of Ports] 2\n[Two-Port Data Order] 21_12\n"
+      "[Number of Frequencies] 1\n[Mixed-Mode Order] D1,2 C1,2\n"
+      "[Network Data]\n1 " +
+          pairText(smm[0]) + " " + pairText(smm[2]) + " " + pairText(smm[1]) + " " +
+          pairText(smm[3]) + "\n[End]\n",
+      "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   const std::vector<Complex> s = singleEnded(smm, modes);
   for (int i = 1; i <= 2; ++i) {
@@ -551,8 +550,8 @@ TEST(TouchstoneReadParameters, MixedModeImpedancesUseTwiceAndHalfTheReference) {
       singleEnded({smm[0], smm[1], smm[2], smm[3]}, {{'D', 1, 2}, {'C', 1, 2}});
   for (int i = 1; i <= 2; ++i) {
     for (int j = 1; j <= 2; ++j) {
-      EXPECT_TRUE(near(s[static_cast<std::size_t>((i - 1) * 2 + j - 1)], r.S(0, i, j),
-                       kConversion, largest(smm)))
+      EXPECT_TRUE(near(s[static_cast<std::size_t>((i - 1) * 2 + j - 1)], r.S(0, i, j), kConversion,
+                       largest(smm)))
           << "S" << i << j;
     }
   }
@@ -595,8 +594,7 @@ TEST(TouchstoneReadParameters, MixedModeLowerTriangleGivesASymmetricSingleEndedS
   const std::vector<Complex> s = singleEnded(smm, modes);
   for (int i = 1; i <= 4; ++i) {
     for (int j = 1; j <= 4; ++j) {
-      EXPECT_TRUE(near(s[static_cast<std::size_t>((i - 1) * 4 + j - 1)], r.S(0, i, j), kModes,
-                       2.0))
+      EXPECT_TRUE(near(s[static_cast<std::size_t>((i - 1) * 4 + j - 1)], r.S(0, i, j), kModes, 2.0))
           << "S" << i << j;
       // Symmetric to rounding (the two sums run in different orders).
       EXPECT_TRUE(near(r.S(0, j, i), r.S(0, i, j), kModes, 2.0)) << "S" << i << j;

@@ -43,12 +43,12 @@ std::string write(const std::string& path, const Network& n) {
   }
   char message[1024] = "";
   const zefra_tk_status status = zefra_tk_touchstone_write(
-      path.c_str(), n.ports, static_cast<int64_t>(n.f.size()), n.f.data(), n.s.data(),
-      n.z0.data(), static_cast<int64_t>(n.noiseF.size()), n.noiseF.data(), n.nfMinDb.data(),
-      n.gammaOpt.data(), n.rn.data(), comments.data(), static_cast<int32_t>(comments.size()),
-      ZEFRA_TK_FORMAT_RI, ZEFRA_TK_UNIT_GHZ, 0, 0, message, sizeof message);
-  return status == ZEFRA_TK_OK ? std::string() : std::string(message) + " (status " +
-                                                     std::to_string(status) + ")";
+      path.c_str(), n.ports, static_cast<int64_t>(n.f.size()), n.f.data(), n.s.data(), n.z0.data(),
+      static_cast<int64_t>(n.noiseF.size()), n.noiseF.data(), n.nfMinDb.data(), n.gammaOpt.data(),
+      n.rn.data(), comments.data(), static_cast<int32_t>(comments.size()), ZEFRA_TK_FORMAT_RI,
+      ZEFRA_TK_UNIT_GHZ, 0, 0, message, sizeof message);
+  return status == ZEFRA_TK_OK ? std::string()
+                               : std::string(message) + " (status " + std::to_string(status) + ")";
 }
 
 double fromBits(uint64_t bits) {
@@ -59,9 +59,10 @@ double fromBits(uint64_t bits) {
 
 // A finite double of any sign and exponent, often one of the edge values.
 double anyFinite(std::mt19937_64& random) {
-  static const double kEdges[] = {0.0,        -0.0,        kTiny,  -kTiny, kMax,  -kMax,
-                                  kMinNormal, -kMinNormal, 1.0,    -1.0,   1e-300, -1e300,
-                                  3 * kTiny,  kMinNormal - kTiny, 0.1, 1e-320};
+  static const double kEdges[] = {
+      0.0,         -0.0,  kTiny, -kTiny, kMax,   -kMax,     kMinNormal,
+      -kMinNormal, 1.0,   -1.0,  1e-300, -1e300, 3 * kTiny, kMinNormal - kTiny,
+      0.1,         1e-320};
   if (random() % 4 == 0) {
     return kEdges[random() % std::size(kEdges)];
   }
@@ -104,8 +105,7 @@ std::vector<double> frequencies(std::mt19937_64& random, std::size_t points) {
   return f;
 }
 
-Network randomNetwork(std::mt19937_64& random, int32_t ports, bool equalReferences,
-                      bool noise) {
+Network randomNetwork(std::mt19937_64& random, int32_t ports, bool equalReferences, bool noise) {
   Network n;
   n.ports = ports;
   const std::size_t points = ports > 4 ? 1 + random() % 5 : 1 + random() % 40;
@@ -227,8 +227,8 @@ TEST(TouchstoneReadRoundTrip, EdgeValuesComeBackBitForBit) {
   n.ports = 2;
   n.f = {0.0, kTiny, kMinNormal, 1.0, 0.1, 67e6, 1.1e9, 1e300, kMax};
   std::sort(n.f.begin(), n.f.end());
-  const double values[] = {0.0,   -0.0,       kTiny,   -kTiny,  kMax, -kMax, kMinNormal,
-                           -1e-310, 0.1,       1.0 / 3, 1e-300, 1e300, 5e-324, -2.5e-320};
+  const double values[] = {0.0,     -0.0, kTiny,   -kTiny, kMax,  -kMax,  kMinNormal,
+                           -1e-310, 0.1,  1.0 / 3, 1e-300, 1e300, 5e-324, -2.5e-320};
   for (std::size_t k = 0; k < 2 * 4 * n.f.size(); ++k) {
     n.s.push_back(values[k % std::size(values)]);
   }

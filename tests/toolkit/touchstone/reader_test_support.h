@@ -71,8 +71,8 @@ inline std::vector<std::string> textsOf(const zefra_tk_network* network, int32_t
 
 inline std::string oneText(const zefra_tk_network* network, int32_t kind) {
   const std::vector<std::string> texts = textsOf(network, kind);
-  return texts.size() == 1 ? texts.front() : std::string("<") + std::to_string(texts.size()) +
-                                                 " texts>";
+  return texts.size() == 1 ? texts.front()
+                           : std::string("<") + std::to_string(texts.size()) + " texts>";
 }
 
 // Copies the network out (and frees it).
@@ -123,9 +123,9 @@ inline Read parseText(std::string_view text, const std::string& name = "t.s1p") 
   char message[4096];
   message[0] = 'x';
   message[1] = '\0';
-  const zefra_tk_status status = zefra_tk_touchstone_parse(
-      text.data(), static_cast<int64_t>(text.size()), name.c_str(), &network, message,
-      static_cast<int32_t>(sizeof message));
+  const zefra_tk_status status =
+      zefra_tk_touchstone_parse(text.data(), static_cast<int64_t>(text.size()), name.c_str(),
+                                &network, message, static_cast<int32_t>(sizeof message));
   return collect(status, network, message);
 }
 
@@ -135,8 +135,8 @@ inline Read readFile(const std::string& path) {
   char message[4096];
   message[0] = 'x';
   message[1] = '\0';
-  const zefra_tk_status status =
-      zefra_tk_touchstone_read(path.c_str(), &network, message, static_cast<int32_t>(sizeof message));
+  const zefra_tk_status status = zefra_tk_touchstone_read(path.c_str(), &network, message,
+                                                          static_cast<int32_t>(sizeof message));
   return collect(status, network, message);
 }
 
@@ -165,8 +165,8 @@ inline ::testing::AssertionResult sameBits(double expected, double actual) {
   if (bitsOf(expected) == bitsOf(actual)) {
     return ::testing::AssertionSuccess();
   }
-  return ::testing::AssertionFailure() << "expected " << describe(expected) << ", got "
-                                       << describe(actual);
+  return ::testing::AssertionFailure()
+         << "expected " << describe(expected) << ", got " << describe(actual);
 }
 
 inline ::testing::AssertionResult sameBits(Complex expected, Complex actual) {
@@ -174,16 +174,16 @@ inline ::testing::AssertionResult sameBits(Complex expected, Complex actual) {
       bitsOf(expected.imag()) == bitsOf(actual.imag())) {
     return ::testing::AssertionSuccess();
   }
-  return ::testing::AssertionFailure() << "expected " << describe(expected) << ", got "
-                                       << describe(actual);
+  return ::testing::AssertionFailure()
+         << "expected " << describe(expected) << ", got " << describe(actual);
 }
 
 // Every element bit for bit.
 inline ::testing::AssertionResult sameBits(const std::vector<double>& expected,
                                            const std::vector<double>& actual) {
   if (expected.size() != actual.size()) {
-    return ::testing::AssertionFailure() << "expected " << expected.size() << " values, got "
-                                         << actual.size();
+    return ::testing::AssertionFailure()
+           << "expected " << expected.size() << " values, got " << actual.size();
   }
   for (std::size_t i = 0; i < expected.size(); ++i) {
     if (bitsOf(expected[i]) != bitsOf(actual[i])) {
@@ -197,8 +197,8 @@ inline ::testing::AssertionResult sameBits(const std::vector<double>& expected,
 inline ::testing::AssertionResult sameBits(const std::vector<Complex>& expected,
                                            const std::vector<Complex>& actual) {
   if (expected.size() != actual.size()) {
-    return ::testing::AssertionFailure() << "expected " << expected.size() << " values, got "
-                                         << actual.size();
+    return ::testing::AssertionFailure()
+           << "expected " << expected.size() << " values, got " << actual.size();
   }
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const ::testing::AssertionResult one = sameBits(expected[i], actual[i]);
@@ -216,14 +216,13 @@ inline ::testing::AssertionResult near(Complex expected, Complex actual, double 
   if (error <= tolerance * scale) {
     return ::testing::AssertionSuccess();
   }
-  return ::testing::AssertionFailure() << "expected " << describe(expected) << ", got "
-                                       << describe(actual) << ": error " << error << " > "
-                                       << tolerance << " * " << scale;
+  return ::testing::AssertionFailure()
+         << "expected " << describe(expected) << ", got " << describe(actual) << ": error " << error
+         << " > " << tolerance << " * " << scale;
 }
 
 // Relative to the expected value itself.
-inline ::testing::AssertionResult nearRelative(Complex expected, Complex actual,
-                                               double tolerance) {
+inline ::testing::AssertionResult nearRelative(Complex expected, Complex actual, double tolerance) {
   return near(expected, actual, tolerance, std::abs(expected));
 }
 
@@ -240,12 +239,12 @@ inline ::testing::AssertionResult rejected(const Read& r, const std::string& nam
     return ::testing::AssertionFailure() << "a network came with the failure";
   }
   if (r.message.compare(0, start.size(), start) != 0) {
-    return ::testing::AssertionFailure() << "message '" << r.message << "' does not start with '"
-                                         << start << "'";
+    return ::testing::AssertionFailure()
+           << "message '" << r.message << "' does not start with '" << start << "'";
   }
   if (r.message.find(phrase) == std::string::npos) {
-    return ::testing::AssertionFailure() << "message '" << r.message << "' lacks '" << phrase
-                                         << "'";
+    return ::testing::AssertionFailure()
+           << "message '" << r.message << "' lacks '" << phrase << "'";
   }
   if (r.message.find('\n') != std::string::npos) {
     return ::testing::AssertionFailure() << "message '" << r.message << "' has several lines";
@@ -277,9 +276,9 @@ inline ::testing::AssertionResult warnedExactly(const Read& r, const std::string
     const std::string start = name + ":" + std::to_string(expected[k].line) + ": ";
     const std::string& w = r.warnings[k];
     if (w.compare(0, start.size(), start) != 0 || w.find(expected[k].phrase) == std::string::npos) {
-      return ::testing::AssertionFailure() << "warning " << k << " should start with '" << start
-                                           << "' and hold '" << expected[k].phrase << "':"
-                                           << all.str();
+      return ::testing::AssertionFailure()
+             << "warning " << k << " should start with '" << start << "' and hold '"
+             << expected[k].phrase << "':" << all.str();
     }
   }
   return ::testing::AssertionSuccess();

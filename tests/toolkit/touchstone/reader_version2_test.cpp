@@ -17,10 +17,10 @@ namespace {
 using namespace zefra_reader_test;
 
 TEST(TouchstoneReadVersion2, MinimalOnePortIsRead) {
-  const Read r = parseText(lines({"[Version] 2.0", "# GHz S RI R 50", "[Number of Ports] 1",
-                                  "[Number of Frequencies] 2", "[Network Data]", "1 0.5 -0.25",
-                                  "2 0.125 0", "[End]"}),
-                           "t.ts");
+  const Read r = parseText(
+      lines({"[Version] 2.0", "# GHz S RI R 50", "[Number of Ports] 1", "[Number of Frequencies] 2",
+             "[Network Data]", "1 0.5 -0.25", "2 0.125 0", "[End]"}),
+      "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_EQ(r.version, "2.0");
   EXPECT_EQ(r.ports, 1);
@@ -40,11 +40,11 @@ TEST(TouchstoneReadVersion2, Version2_1IsAccepted) {
 }
 
 TEST(TouchstoneReadVersion2, KeywordsTakeAnyCaseAndSpacing) {
-  const Read r = parseText(lines({"[version] 2.0", "# ri", "  [NUMBER OF PORTS]   2",
-                                  "[two-port data order]\t21_12", "[Number  of\tFrequencies] 1",
-                                  "[ Reference ] 50 75", "\t[network DATA]",
-                                  "1 11 0 21 0 12 0 22 0", "[eNd]"}),
-                           "t.ts");
+  const Read r = parseText(
+      lines({"[version] 2.0", "# ri", "  [NUMBER OF PORTS]   2", "[two-port data order]\t21_12",
+             "[Number  of\tFrequencies] 1", "[ Reference ] 50 75", "\t[network DATA]",
+             "1 11 0 21 0 12 0 22 0", "[eNd]"}),
+      "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_TRUE(sameBits(r.z0, {50.0, 75.0}));
   EXPECT_TRUE(sameBits(r.s, {Complex(11, 0), Complex(12, 0), Complex(21, 0), Complex(22, 0)}));
@@ -57,16 +57,16 @@ TEST(TouchstoneReadVersion2, KeywordArgumentsMayCarryAComment) {
                                   "[Network Data] ! d", "1 11 0 21 0 12 0 22 0 ! x", "[End] ! e"}),
                            "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
-  EXPECT_EQ(r.comments, (std::vector<std::string>{" v", " o", " n", " order", " k", " m", " d",
-                                                  " x", " e"}));
+  EXPECT_EQ(r.comments,
+            (std::vector<std::string>{" v", " o", " n", " order", " k", " m", " d", " x", " e"}));
   EXPECT_TRUE(sameBits(r.s, {Complex(11, 0), Complex(12, 0), Complex(21, 0), Complex(22, 0)}));
 }
 
 // Every order of the keywords between [Number of Ports] and [Network Data].
 TEST(TouchstoneReadVersion2, MiddleKeywordsComeInAnyOrder) {
-  std::array<std::string, 5> middle = {
-      "[Two-Port Data Order] 21_12", "[Number of Frequencies] 2", "[Reference] 25\n  100",
-      "[Matrix Format] Full", "[Begin Information]\nvendor notes\n[End Information]"};
+  std::array<std::string, 5> middle = {"[Two-Port Data Order] 21_12", "[Number of Frequencies] 2",
+                                       "[Reference] 25\n  100", "[Matrix Format] Full",
+                                       "[Begin Information]\nvendor notes\n[End Information]"};
   std::sort(middle.begin(), middle.end());
   int orders = 0;
   do {
@@ -86,34 +86,34 @@ TEST(TouchstoneReadVersion2, MiddleKeywordsComeInAnyOrder) {
 }
 
 TEST(TouchstoneReadVersion2, ReferenceValuesMayContinueOverLinesWithComments) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 4", "[Reference] 50",
-                                  "! the second port", "  75 ! and the third", "", "\t100",
-                                  "12.5", "[Number of Frequencies] 1", "[Network Data]",
-                                  "1 0 0 0 0 0 0 0 0", "  0 0 0 0 0 0 0 0", "  0 0 0 0 0 0 0 0",
-                                  "  0 0 0 0 0 0 0 0", "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 4", "[Reference] 50",
+                       "! the second port", "  75 ! and the third", "", "\t100", "12.5",
+                       "[Number of Frequencies] 1", "[Network Data]", "1 0 0 0 0 0 0 0 0",
+                       "  0 0 0 0 0 0 0 0", "  0 0 0 0 0 0 0 0", "  0 0 0 0 0 0 0 0", "[End]"}),
+                "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_TRUE(sameBits(r.z0, {50.0, 75.0, 100.0, 12.5}));
   EXPECT_EQ(r.comments, (std::vector<std::string>{" the second port", " and the third"}));
 }
 
 TEST(TouchstoneReadVersion2, ReferenceValuesMayAllFollowOnTheNextLine) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI R 1", "[Number of Ports] 2",
-                                  "[Two-Port Data Order] 12_21", "[Reference]", "1e2 +0.5",
-                                  "[Number of Frequencies] 1", "[Network Data]",
-                                  "1 0 0 0 0 0 0 0 0", "[End]"}),
-                           "t.ts");
+  const Read r = parseText(
+      lines({"[Version] 2.0", "# RI R 1", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
+             "[Reference]", "1e2 +0.5", "[Number of Frequencies] 1", "[Network Data]",
+             "1 0 0 0 0 0 0 0 0", "[End]"}),
+      "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_TRUE(sameBits(r.z0, {100.0, 0.5}));
 }
 
 TEST(TouchstoneReadVersion2, InformationBlockIsSkippedWhateverItHolds) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                  "[Begin Information]", "[Number of Ports] 7", "# MA",
-                                  "caf\xE9 \x01 1 2 3", "[Reference] -5", "[End]",
-                                  "  [end information]", "[Number of Frequencies] 1",
-                                  "[Network Data]", "1 0.5 0", "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Begin Information]",
+                       "[Number of Ports] 7", "# MA", "caf\xE9 \x01 1 2 3", "[Reference] -5",
+                       "[End]", "  [end information]", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0.5 0", "[End]"}),
+                "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_EQ(r.ports, 1);
   EXPECT_EQ(r.format, "RI");
@@ -122,10 +122,10 @@ TEST(TouchstoneReadVersion2, InformationBlockIsSkippedWhateverItHolds) {
 }
 
 TEST(TouchstoneReadVersion2, EndMayBeFollowedByCommentsAndBlankLines) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                  "[Number of Frequencies] 1", "[Network Data]", "1 0 0", "[End]",
-                                  "", "! written by hand", "   ", "\t! again"}),
-                           "t.ts");
+  const Read r = parseText(
+      lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+             "[Network Data]", "1 0 0", "[End]", "", "! written by hand", "   ", "\t! again"}),
+      "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_EQ(r.comments, (std::vector<std::string>{" written by hand", " again"}));
 }
@@ -142,18 +142,19 @@ TEST(TouchstoneReadVersion2, CommentsAreKeptInFileOrderWithoutTheirBang) {
 
 TEST(TouchstoneReadVersion2, NameNeedNotCarryThePortCount) {
   for (const char* name : {"t.ts", "t.TS", "data.txt", "noextension", "t.s2p.ts", "t.s1p"}) {
-    const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                    "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                    "[End]"}),
-                             name);
+    const Read r =
+        parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
+                         "[Number of Frequencies] 1", "[Network Data]", "1 0 0", "[End]"}),
+                  name);
     EXPECT_TRUE(clean(r, name)) << name << ": " << r.message;
     EXPECT_EQ(r.ports, 1) << name;
   }
 }
 
 TEST(TouchstoneReadVersion2, ManyPointsMatchTheirCount) {
-  std::string text = "[Version] 2.0\n# Hz RI\n[Number of Ports] 1\n[Number of Frequencies] 5000\n"
-                     "[Network Data]\n";
+  std::string text =
+      "[Version] 2.0\n# Hz RI\n[Number of Ports] 1\n[Number of Frequencies] 5000\n"
+      "[Network Data]\n";
   for (int k = 0; k < 5000; ++k) {
     text += std::to_string(k) + " 0.5 0\n";
   }
@@ -164,9 +165,10 @@ TEST(TouchstoneReadVersion2, ManyPointsMatchTheirCount) {
 }
 
 TEST(TouchstoneReadVersion2, OptionLineDefaultsHoldInVersion2) {
-  const Read r = parseText(lines({"[Version] 2.0", "#", "[Number of Ports] 1",
-                                  "[Number of Frequencies] 1", "[Network Data]", "2 0.5 0", "[End]"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "#", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "2 0.5 0", "[End]"}),
+                "t.ts");
   ASSERT_TRUE(clean(r, "t.ts")) << r.message;
   EXPECT_EQ(r.unit, "GHz");
   EXPECT_EQ(r.format, "MA");

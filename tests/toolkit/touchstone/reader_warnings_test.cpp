@@ -17,8 +17,8 @@ using namespace zefra_reader_test;
 
 TEST(TouchstoneReadWarnings, Latin1ByteInACommentIsKeptWithAWarning) {
   const Read r = parseText(lines({"! caf\xE9", "# RI", "1 0.5 0"}));
-  EXPECT_TRUE(warnedExactly(r, "t.s1p",
-                            {{1, "bytes outside printable ASCII in a comment (kept as they are)"}}));
+  EXPECT_TRUE(warnedExactly(
+      r, "t.s1p", {{1, "bytes outside printable ASCII in a comment (kept as they are)"}}));
   EXPECT_EQ(r.comments, std::vector<std::string>{" caf\xE9"});
   EXPECT_TRUE(sameBits(r.s, {Complex(0.5, 0.0)}));
 }
@@ -31,18 +31,22 @@ TEST(TouchstoneReadWarnings, Utf8InATrailingCommentIsKeptWithAWarning) {
 }
 
 TEST(TouchstoneReadWarnings, NonAsciiCommentsOnSeveralLinesGiveOneWarningWithTheirCount) {
-  const Read r = parseText(lines({"! plain", "! \xB0" "C", "# RI ! \xA9", "1 0 0", "! \xFF\xFE"}));
+  const Read r = parseText(lines({"! plain",
+                                  "! \xB0"
+                                  "C",
+                                  "# RI ! \xA9", "1 0 0", "! \xFF\xFE"}));
   EXPECT_TRUE(warnedExactly(
-      r, "t.s1p", {{2, "bytes outside printable ASCII in a comment (kept as they are) (3 lines like this)"}}));
+      r, "t.s1p",
+      {{2, "bytes outside printable ASCII in a comment (kept as they are) (3 lines like this)"}}));
   EXPECT_EQ(r.comments.size(), 4u);
 }
 
 TEST(TouchstoneReadWarnings, NonAsciiInCommentsOfEverySectionIsAccepted) {
-  const Read r = parseText(lines({"! \xE9", "[Version] 2.0 ! \xE9", "# RI ! \xE9",
-                                  "[Number of Ports] 1 ! \xE9", "[Number of Frequencies] 1",
-                                  "[Network Data] ! \xE9", "1 0 0 ! \xE9", "[End] ! \xE9",
-                                  "! \xE9"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"! \xE9", "[Version] 2.0 ! \xE9", "# RI ! \xE9",
+                       "[Number of Ports] 1 ! \xE9", "[Number of Frequencies] 1",
+                       "[Network Data] ! \xE9", "1 0 0 ! \xE9", "[End] ! \xE9", "! \xE9"}),
+                "t.ts");
   EXPECT_TRUE(warnedExactly(r, "t.ts", {{1, "(8 lines like this)"}}));
   EXPECT_EQ(r.comments.size(), 8u);
 }
@@ -65,7 +69,8 @@ TEST(TouchstoneReadWarnings, TabsInCommentsAreNoCauseForAWarning) {
 
 TEST(TouchstoneReadWarnings, ByteOrderMarkIsSkippedWithAWarningAtLine1) {
   const Read r = parseText("\xEF\xBB\xBF# RI\n1 0.25 0\n");
-  EXPECT_TRUE(warnedExactly(r, "t.s1p", {{1, "a UTF-8 byte-order mark before the text (ignored)"}}));
+  EXPECT_TRUE(
+      warnedExactly(r, "t.s1p", {{1, "a UTF-8 byte-order mark before the text (ignored)"}}));
   EXPECT_EQ(r.format, "RI");
   EXPECT_TRUE(sameBits(r.s, {Complex(0.25, 0.0)}));
 }
@@ -89,8 +94,9 @@ TEST(TouchstoneReadWarnings, MoreThanFourPairsOnAVersion1LineAreReadWithAWarning
   const Read r = parseText(lines({"! three-port on one line", "# RI", row}), "t.s3p");
   EXPECT_TRUE(warnedExactly(
       r, "t.s3p",
-      {{3, "more than 4 value pairs on a line (version 1 writes at most 4; read as a stream of "
-           "numbers)"}}));
+      {{3,
+        "more than 4 value pairs on a line (version 1 writes at most 4; read as a stream of "
+        "numbers)"}}));
   ASSERT_EQ(r.s.size(), 9u);
   for (int k = 0; k < 9; ++k) {
     EXPECT_TRUE(sameBits(r.s[static_cast<std::size_t>(k)], Complex(k, -k))) << k;
@@ -118,8 +124,9 @@ TEST(TouchstoneReadWarnings, WideLinesAreCountedInOneWarning) {
              "  0 0 0 0 0 0 0 0", "3 0 0 0 0 0 0", "  0 0 0 0 0 0", "  0 0 0 0 0 0"}),
       "t.s3p");
   EXPECT_TRUE(warnedExactly(threePorts, "t.s3p",
-                            {{2, "more than 4 value pairs on a line (version 1 writes at most 4; "
-                                 "read as a stream of numbers) (2 lines like this)"}}));
+                            {{2,
+                              "more than 4 value pairs on a line (version 1 writes at most 4; "
+                              "read as a stream of numbers) (2 lines like this)"}}));
   EXPECT_EQ(threePorts.f.size(), 3u);
 }
 
@@ -144,22 +151,24 @@ TEST(TouchstoneReadWarnings, PairSplitOverTwoLinesIsReadWithAWarningAtItsFirstLi
 }
 
 TEST(TouchstoneReadWarnings, FrequencyAloneOnItsLineIsNoSplitPair) {
-  const Read r = parseText(lines({"# RI", "1", "  1 2 3 4", "  5 6 7 8", "2", "1 2 3 4 5 6 7 8"}),
-                           "t.s2p");
+  const Read r =
+      parseText(lines({"# RI", "1", "  1 2 3 4", "  5 6 7 8", "2", "1 2 3 4 5 6 7 8"}), "t.s2p");
   EXPECT_TRUE(clean(r)) << r.message;
   EXPECT_TRUE(sameBits(r.s, {Complex(1, 2), Complex(5, 6), Complex(3, 4), Complex(7, 8),
                              Complex(1, 2), Complex(5, 6), Complex(3, 4), Complex(7, 8)}));
 }
 
 TEST(TouchstoneReadWarnings, EverySplitPairIsCountedAndVersion2IsNoException) {
-  const Read v1 = parseText(lines({"# RI", "1 1", "2 3 4 5", "6 7", "8", "2 1 2 3 4 5 6 7 8"}),
-                            "t.s2p");
-  EXPECT_TRUE(warnedExactly(v1, "t.s2p", {{2, "a value pair split over two lines (read as a "
-                                              "stream of numbers) (3 lines like this)"}}));
-  const Read v2 = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                   "[Number of Frequencies] 1", "[Network Data]", "1 0.5",
-                                   "0.25", "[End]"}),
-                            "t.ts");
+  const Read v1 =
+      parseText(lines({"# RI", "1 1", "2 3 4 5", "6 7", "8", "2 1 2 3 4 5 6 7 8"}), "t.s2p");
+  EXPECT_TRUE(warnedExactly(v1, "t.s2p",
+                            {{2,
+                              "a value pair split over two lines (read as a "
+                              "stream of numbers) (3 lines like this)"}}));
+  const Read v2 =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0.5", "0.25", "[End]"}),
+                "t.ts");
   EXPECT_TRUE(warnedExactly(v2, "t.ts", {{6, "a value pair split over two lines"}}));
   EXPECT_TRUE(sameBits(v2.s, {Complex(0.5, 0.25)}));
 }
@@ -167,26 +176,26 @@ TEST(TouchstoneReadWarnings, EverySplitPairIsCountedAndVersion2IsNoException) {
 // ---- [End] missing ---------------------------------------------------------------
 
 TEST(TouchstoneReadWarnings, MissingEndIsAcceptedWithAWarningAtTheLastLine) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                  "[Number of Frequencies] 2", "[Network Data]", "1 0 0",
-                                  "2 0.5 0"}),
-                           "t.ts");
+  const Read r =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 2",
+                       "[Network Data]", "1 0 0", "2 0.5 0"}),
+                "t.ts");
   EXPECT_TRUE(warnedExactly(
       r, "t.ts", {{7, "no [End] after the data (the file may be cut short; read as it is)"}}));
   EXPECT_TRUE(sameBits(r.f, {1e9, 2e9}));
-  const Read comments = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                         "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                         "! trailing", ""}),
-                                  "t.ts");
+  const Read comments =
+      parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1", "[Number of Frequencies] 1",
+                       "[Network Data]", "1 0 0", "! trailing", ""}),
+                "t.ts");
   EXPECT_TRUE(warnedExactly(comments, "t.ts", {{8, "no [End] after the data"}}));
 }
 
 TEST(TouchstoneReadWarnings, MissingEndAfterNoiseDataIsAcceptedWithAWarning) {
-  const Read r = parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 2",
-                                  "[Two-Port Data Order] 12_21", "[Number of Frequencies] 1",
-                                  "[Number of Noise Frequencies] 1", "[Network Data]",
-                                  "1 0 0 0 0 0 0 0 0", "[Noise Data]", "1 0.5 0.5 0 10"}),
-                           "t.ts");
+  const Read r = parseText(
+      lines({"[Version] 2.0", "# RI", "[Number of Ports] 2", "[Two-Port Data Order] 12_21",
+             "[Number of Frequencies] 1", "[Number of Noise Frequencies] 1", "[Network Data]",
+             "1 0 0 0 0 0 0 0 0", "[Noise Data]", "1 0.5 0.5 0 10"}),
+      "t.ts");
   EXPECT_TRUE(warnedExactly(r, "t.ts", {{10, "no [End]"}}));
   EXPECT_EQ(r.noiseF.size(), 1u);
 }
@@ -199,8 +208,8 @@ TEST(TouchstoneReadWarnings, Version1NeedsNoEnd) {
 
 TEST(TouchstoneReadWarnings, SecondOptionLineInVersion1IsIgnoredWithAWarning) {
   const Read r = parseText(lines({"# Hz S RI R 50", "1 0.5 0", "# GHz Z MA R 75", "2 0.25 90"}));
-  EXPECT_TRUE(warnedExactly(r, "t.s1p",
-                            {{3, "a second option line (ignored: the first one holds)"}}));
+  EXPECT_TRUE(
+      warnedExactly(r, "t.s1p", {{3, "a second option line (ignored: the first one holds)"}}));
   EXPECT_EQ(r.unit, "Hz");
   EXPECT_EQ(r.parameter, "S");
   EXPECT_EQ(r.format, "RI");
@@ -211,8 +220,10 @@ TEST(TouchstoneReadWarnings, SecondOptionLineInVersion1IsIgnoredWithAWarning) {
 
 TEST(TouchstoneReadWarnings, FurtherOptionLinesAreIgnoredEvenWhenInvalid) {
   const Read r = parseText(lines({"# RI", "# RI", "1 0 0", "# bogus tokens", "# GHz", "2 0 0"}));
-  EXPECT_TRUE(warnedExactly(r, "t.s1p", {{2, "a second option line (ignored: the first one holds) "
-                                             "(3 lines like this)"}}));
+  EXPECT_TRUE(warnedExactly(r, "t.s1p",
+                            {{2,
+                              "a second option line (ignored: the first one holds) "
+                              "(3 lines like this)"}}));
   EXPECT_EQ(r.f.size(), 2u);
 }
 
@@ -231,11 +242,11 @@ TEST(TouchstoneReadWarnings, Version2NameWithAnotherPortCountGivesAWarningAndThe
   EXPECT_TRUE(warnedExactly(
       r, "t.s3p", {{3, "the name says 3 ports, [Number of Ports] 1 (the keyword holds)"}}));
   EXPECT_EQ(r.ports, 1);
-  EXPECT_TRUE(clean(parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
-                                     "[Number of Frequencies] 1", "[Network Data]", "1 0 0",
-                                     "[End]"}),
-                              "t.S1P"),
-                    "t.S1P"));
+  EXPECT_TRUE(
+      clean(parseText(lines({"[Version] 2.0", "# RI", "[Number of Ports] 1",
+                             "[Number of Frequencies] 1", "[Network Data]", "1 0 0", "[End]"}),
+                      "t.S1P"),
+            "t.S1P"));
 }
 
 // ---- several kinds ---------------------------------------------------------------
@@ -253,12 +264,14 @@ TEST(TouchstoneReadWarnings, EachKindComesOnceInTheOrderOfItsFirstLine) {
                            "t.s3p");
   EXPECT_TRUE(warnedExactly(r, "t.s3p",
                             {{1, "byte-order mark"},
-                             {3, "more than 4 value pairs on a line (version 1 writes at most 4; "
-                                 "read as a stream of numbers) (2 lines like this)"},
+                             {3,
+                              "more than 4 value pairs on a line (version 1 writes at most 4; "
+                              "read as a stream of numbers) (2 lines like this)"},
                              {4, "a value pair split over two lines"},
                              {6, "a second option line"},
-                             {7, "bytes outside printable ASCII in a comment (kept as they are) "
-                                 "(2 lines like this)"}}));
+                             {7,
+                              "bytes outside printable ASCII in a comment (kept as they are) "
+                              "(2 lines like this)"}}));
   EXPECT_EQ(r.f.size(), 2u);
 }
 
