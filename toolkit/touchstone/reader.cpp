@@ -739,11 +739,14 @@ void Reader::settleConversions() {
     case RecordPipeline::Fault::kNotFinite:
       break;
   }
-  const auto ports = static_cast<int64_t>(ports_);
-  fail(failure->line, "expected values whose S-parameters are finite, found S" +
-                          std::to_string(failure->entry / ports + 1) + "," +
-                          std::to_string(failure->entry % ports + 1) + " = " +
-                          std::to_string(failure->value) + " at " + frequencyText(failure->f));
+  const auto n = static_cast<std::size_t>(ports_);
+  const auto k = static_cast<std::size_t>(failure->entry);
+  char value[96];  // "S21", or "S12,3" once a port number has two digits
+  std::snprintf(value, sizeof value,
+                k / n >= 9 || k % n >= 9 ? "S%zu,%zu = (%g, %g)" : "S%zu%zu = (%g, %g)", k / n + 1,
+                k % n + 1, failure->re, failure->im);
+  fail(failure->line, std::string("expected S-parameters within the range of a double, found ") +
+                          value + " at " + frequencyText(failure->f));
 }
 
 void Reader::noiseValue(std::string_view token) {
@@ -772,20 +775,21 @@ void Reader::completeNoiseRow() {
   const double angle = noise_[3] * kDegree;
   // Version 1 gives Rn normalised to the reference.
   const double rnScale = version_ == 1 ? network_->z0.front() : 1.0;
+  if (noise_[4] < 0.0) {
+    fail(noiseLine_, "expected a noise resistance Rn >= 0, found " + std::to_string(noise_[4]));
+  }
+  if (!std::isfinite(noise_[4] * rnScale)) {
+    char value[96];
+    std::snprintf(value, sizeof value, "%g times R = %g", noise_[4], rnScale);
+    fail(noiseLine_,
+         std::string("expected an Rn within the range of a double in ohms, found ") + value);
+  }
   network_->noiseF.push_back(noise_[0]);
   network_->nfMinDb.push_back(noise_[1]);
   network_->gammaOpt.push_back(noise_[2] * std::cos(angle));
   network_->gammaOpt.push_back(noise_[2] * std::sin(angle));
   network_->rn.push_back(noise_[4] * rnScale);
   noisePosition_ = 0;
-  if (noise_[4] < 0.0) {
-    fail(noiseLine_, "expected a noise resistance Rn >= 0, found " + std::to_string(noise_[4]));
-  }
-  if (!std::isfinite(network_->rn.back())) {
-    fail(noiseLine_, "expected a noise resistance within the range of a double, found " +
-                         std::to_string(noise_[4]) + " times " + std::to_string(rnScale) +
-                         " ohms");
-  }
 }
 
 void Reader::requireWholeRecords(const std::string& found) {

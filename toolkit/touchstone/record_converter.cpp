@@ -47,8 +47,6 @@ RecordConverter::RecordConverter(RecordLayout layout) : layout_(std::move(layout
       c_[i] = currentOut ? std::sqrt(reference[i]) : 1.0 / std::sqrt(reference[i]);
     }
   }
-  raw_.resize(pairs);
-  m_.resize(n * n);
 }
 
 void RecordConverter::toComplex(const double* values) {
@@ -223,6 +221,10 @@ bool RecordConverter::convert(const double* values, double* s) {
     }
     return true;
   }
+  // Sized at the first data set: a header alone must not make the reader
+  // reserve the matrix of the port count it announces.
+  raw_.resize(static_cast<std::size_t>(valuesPerRecord_ / 2));
+  m_.resize(n * n);
   toComplex(values);
   arrange();
   if (layout_.parameter != Parameter::kS && !toS()) {

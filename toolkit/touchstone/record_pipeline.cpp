@@ -125,7 +125,8 @@ std::optional<RecordPipeline::Failure> RecordPipeline::process(const Batch& batc
           failure.line = batch.lines[k];
           failure.f = batch.f[k];
           failure.entry = static_cast<int64_t>(i / 2);
-          failure.value = slot[i];
+          failure.re = slot[i & ~std::size_t{1}];
+          failure.im = slot[i | 1];
           return failure;
         }
       }

@@ -43,7 +43,8 @@ class RecordPipeline {
     std::string token;  // kNotANumber, kOverflow: the token
     double f = 0.0;     // kSingular, kNotFinite: the frequency, Hz
     int64_t entry = 0;  // kNotFinite: index of the complex S value (i * ports + j)
-    double value = 0.0;
+    double re = 0.0;    // ... and that value
+    double im = 0.0;
   };
 
   RecordPipeline(const RecordConverter& converter, RecordStore& store, int64_t valuesPerRecord);
