@@ -625,28 +625,19 @@ void Reader::dataLine(std::string_view text) {
       break;
     }
     if (position_ > 0 && stage_ == Stage::kNetworkData) {
-      // The common case: the rest of the line holds values of the data set
-      // being read, and no frequency of the next one.  Its text goes to the
-      // pipeline whole, which turns the tokens into numbers.
+      // The values of the data set being read, up to its last one or the
+      // end of the line: their text goes to the pipeline whole, which turns
+      // the tokens into numbers.
       const char* stop = end;
-      const int64_t tokens = countTokens(p, end, stop);
-      if (position_ - 1 + tokens <= valuesPerRecord_) {
-        pipeline_->addSegment(std::string_view(p, static_cast<std::size_t>(stop - p)), tokens,
-                              line_);
-        position_ += tokens;
-        valuesOnLine_ += tokens;
-        if (position_ - 1 == valuesPerRecord_) {
-          completeRecord();
-        }
-        p = stop;
-        first = false;
-        continue;
+      const int64_t tokens = countTokens(p, end, valuesPerRecord_ - (position_ - 1), stop);
+      pipeline_->addSegment(std::string_view(p, static_cast<std::size_t>(stop - p)), tokens,
+                            line_);
+      position_ += tokens;
+      valuesOnLine_ += tokens;
+      if (position_ - 1 == valuesPerRecord_) {
+        completeRecord();
       }
-      const char* const start = p;
-      while (p < end && !isBlank(*p) && *p != '!') {
-        ++p;
-      }
-      storeValue(std::string_view(start, static_cast<std::size_t>(p - start)));
+      p = stop;
       first = false;
       continue;
     }

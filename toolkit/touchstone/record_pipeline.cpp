@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 #include "touchstone/number_scan.h"
@@ -14,7 +15,16 @@ constexpr std::size_t kBatchValues = std::size_t{1} << 12;
 
 bool blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
+// One worker per core, at most 4; ZEFRA_TK_THREADS (1 .. 64) sets the
+// number (the results are the same bits whatever it is).
 std::size_t workerCount() {
+  if (const char* text = std::getenv("ZEFRA_TK_THREADS")) {
+    char* end = nullptr;
+    const long asked = std::strtol(text, &end, 10);
+    if (end != text && *end == '\0' && asked >= 1 && asked <= 64) {
+      return static_cast<std::size_t>(asked);
+    }
+  }
   const unsigned cores = std::thread::hardware_concurrency();
   return std::clamp<std::size_t>(cores, 1, 4);
 }

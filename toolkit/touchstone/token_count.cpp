@@ -25,7 +25,7 @@ int popcount16(unsigned x) {
 
 }  // namespace
 
-int64_t countTokens(const char* p, const char* end, const char*& stop) {
+int64_t countTokens(const char* p, const char* end, int64_t limit, const char*& stop) {
   int64_t count = 0;
   bool afterBlank = true;  // the byte before p counts as a blank
 #if defined(ZEFRA_TK_SSE2)
@@ -44,13 +44,22 @@ int64_t countTokens(const char* p, const char* end, const char*& stop) {
     const unsigned before = ((blanks << 1) | (afterBlank ? 1u : 0u)) & 0xFFFFu;
     unsigned starts = ~blanks & before & 0xFFFFu;
     if (bangs != 0) {
-      const int first = std::countr_zero(bangs);
-      starts &= (1u << first) - 1u;
-      count += popcount16(starts);
-      stop = p + first;
+      starts &= (1u << std::countr_zero(bangs)) - 1u;
+    }
+    const int here = popcount16(starts);
+    if (count + here > limit) {
+      // The start of token limit + 1: drop the starts before it.
+      for (int64_t skip = limit - count; skip > 0; --skip) {
+        starts &= starts - 1u;
+      }
+      stop = p + std::countr_zero(starts);
+      return limit;
+    }
+    count += here;
+    if (bangs != 0) {
+      stop = p + std::countr_zero(bangs);
       return count;
     }
-    count += popcount16(starts);
     afterBlank = (blanks & 0x8000u) != 0;
     p += 16;
   }
@@ -62,7 +71,13 @@ int64_t countTokens(const char* p, const char* end, const char*& stop) {
       return count;
     }
     const bool isBlank = blank(c);
-    count += (!isBlank && afterBlank) ? 1 : 0;
+    if (!isBlank && afterBlank) {
+      if (count == limit) {
+        stop = p;
+        return limit;
+      }
+      ++count;
+    }
     afterBlank = isBlank;
   }
   stop = end;

@@ -8,8 +8,9 @@
 
 namespace zefra::tk {
 
-// The number of tokens in [p, end) before the first '!'; `stop` is set to
-// that '!' or to `end`.
-int64_t countTokens(const char* p, const char* end, const char*& stop);
+// The number of tokens in [p, end) before the first '!', up to `limit`;
+// `stop` is set to that '!', to `end`, or to the start of the token after
+// the first `limit` ones.
+int64_t countTokens(const char* p, const char* end, int64_t limit, const char*& stop);
 
 }  // namespace zefra::tk
