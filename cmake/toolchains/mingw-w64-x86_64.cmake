@@ -6,8 +6,12 @@ set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(ZEFRA_MINGW_PREFIX x86_64-w64-mingw32)
-set(CMAKE_C_COMPILER ${ZEFRA_MINGW_PREFIX}-gcc)
-set(CMAKE_CXX_COMPILER ${ZEFRA_MINGW_PREFIX}-g++)
+# The POSIX thread model: GCC 12's win32 model has no std::thread, which the
+# toolkit uses (winpthreads is linked statically, as libstdc++ is).
+find_program(ZEFRA_MINGW_GCC NAMES ${ZEFRA_MINGW_PREFIX}-gcc-posix ${ZEFRA_MINGW_PREFIX}-gcc)
+find_program(ZEFRA_MINGW_GXX NAMES ${ZEFRA_MINGW_PREFIX}-g++-posix ${ZEFRA_MINGW_PREFIX}-g++)
+set(CMAKE_C_COMPILER ${ZEFRA_MINGW_GCC})
+set(CMAKE_CXX_COMPILER ${ZEFRA_MINGW_GXX})
 set(CMAKE_RC_COMPILER ${ZEFRA_MINGW_PREFIX}-windres)
 
 set(CMAKE_FIND_ROOT_PATH /usr/${ZEFRA_MINGW_PREFIX})

@@ -14,6 +14,10 @@
 3. Without interp_Sparam.dll beside it, Zefra_TDR_Helpers.dll fails to load.
 4. zefra_toolkit.dll exports only its C API (the zefra_tk_ functions,
    undecorated) and imports only Windows system DLLs.
+5. Touchstone files read under Wine give the bits the Linux build gives:
+   an RI file of several chunks and many batches (the file reading, the
+   worker threads and the page blocks of the Windows code), and a file
+   with an error deep in its data (the same message and line).
 """
 import argparse
 import math
@@ -108,7 +112,8 @@ def run_wine(wine, exe, args, folder):
 def main():
     ap = argparse.ArgumentParser()
     for name in ("wine", "objdump", "windows-host", "windows-dll", "sibling-dll", "def",
-                 "native-host", "native-lib-dir", "toolkit-dll"):
+                 "native-host", "native-lib-dir", "toolkit-dll", "windows-touchstone-host",
+                 "native-touchstone-host"):
         ap.add_argument("--" + name, required=True)
     a = ap.parse_args()
     failures, passed = [], 0
@@ -193,6 +198,35 @@ def main():
         result = run_wine(a.wine, os.path.join(alone, os.path.basename(a.windows_host)),
                           ["Zefra_TDR_Helpers.dll", "--expect-load-failure"], alone)
         check(result.returncode == 0, f"DLL loaded without interp_Sparam.dll: {result.stdout}")
+
+    # 5. Touchstone reading under Wine against the Linux build.
+    import random
+    rng = random.Random(16)
+    lines = ["! cross check: 4-port RI, 4000 points", "# GHz S RI R 50"]
+    for k in range(4000):
+        values = [repr(rng.uniform(-1, 1)) for _ in range(32)]
+        rows = [" ".join(values[8 * r:8 * r + 8]) for r in range(4)]
+        lines.append(repr((k + 1) * 0.0125) + " " + rows[0])
+        lines.extend("  " + row for row in rows[1:])
+    good = "\r\n".join(lines) + "\r\n"
+    bad_lines = list(lines)
+    bad_lines[12001] = bad_lines[12001].replace(" ", " 0x1 ", 1)
+    bad = "\n".join(bad_lines) + "\n"
+    with tempfile.TemporaryDirectory() as files:
+        for name, text in (("good.s4p", good), ("bad.s4p", bad)):
+            with open(os.path.join(files, name), "w", newline="") as out:
+                out.write(text)
+            native = subprocess.run([a.native_touchstone_host, name], capture_output=True,
+                                    text=True, env=env, cwd=files, timeout=300)
+            shutil.copy2(a.windows_touchstone_host, files)
+            shutil.copy2(a.toolkit_dll, files)
+            windows = run_wine(a.wine, os.path.join(files, os.path.basename(
+                a.windows_touchstone_host)), [name], files)
+            check(native.returncode == 0 and windows.returncode == 0,
+                  f"touchstone host failed on {name}: {native.stderr[-300:]} {windows.stderr[-300:]}")
+            check(native.stdout == windows.stdout and native.stdout.strip(),
+                  f"{name}: Linux printed {native.stdout[:300]!r}, Windows {windows.stdout[:300]!r}")
+            print(f"touchstone {name}: " + native.stdout.splitlines()[-1 if name == 'bad.s4p' else 2])
 
     for failure in failures[:40]:
         print("FAIL:", failure)
