@@ -261,7 +261,7 @@ def page(facts: dict, files: dict, writes: list, minutes: float) -> str:
         "- std::from_chars: the limit of reading.  The file is loaded and its",
         "  data tokens found (outside `!` comments and `#` or `[` lines) before",
         "  the clock starts; only the conversions are timed.",
-        "- Peak memory: one read in a fresh process, `ru_maxrss` after it minus",
+        "- Peak memory: one read in a fresh process, its peak resident set (VmHWM) after it minus",
         "  the resident set before it (library loaded, reader code paged in);",
         "  data = points × ports² × 16 bytes.",
         "- Writing: the network of the file, decoded from its numbers, written",

@@ -15,7 +15,7 @@
 //                    the limit: std::to_chars of the numbers that file holds
 //                    into a reused 1 MiB buffer, one separator each.
 //   rss FILE         run alone in a fresh process: the peak resident set
-//                    (getrusage ru_maxrss) of one `read` above the resident
+//                    (VmHWM of /proc/self/status) of one `read` above the resident
 //                    set just before it, next to the complex data size.
 //   info             compiler, build type and toolkit version.
 //   smoke DIR        a small 4-port file written into DIR, read back and
@@ -399,12 +399,19 @@ int64_t residentBytes() {
   return resident * static_cast<int64_t>(sysconf(_SC_PAGESIZE));
 }
 
+// The peak resident set of this process image: VmHWM of /proc/self/status.
+// (getrusage's ru_maxrss would not do: Linux keeps it across execve, so a
+// child of a larger process, such as run.py's Python, starts with the
+// parent's peak.)
 int64_t peakResidentBytes() {
-  rusage usage{};
-  if (getrusage(RUSAGE_SELF, &usage) != 0) {
-    throw std::runtime_error("getrusage failed");
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmHWM:", 0) == 0) {
+      return std::stoll(line.substr(6)) * 1024;  // kB
+    }
   }
-  return static_cast<int64_t>(usage.ru_maxrss) * 1024;  // KiB on Linux
+  throw std::runtime_error("no VmHWM in /proc/self/status");
 }
 #endif
 
