@@ -30,6 +30,7 @@
 #include <string_view>
 #include <vector>
 
+#include "support/bits.h"
 #include "zefra/toolkit.h"
 
 namespace zefra_reader_test {
@@ -142,14 +143,9 @@ inline Read readFile(const std::string& path) {
 
 // ---- checks ----------------------------------------------------------------------
 
-inline uint64_t bitsOf(double x) { return std::bit_cast<uint64_t>(x); }
-
-inline std::string describe(double x) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.17g (0x%016llx)", x,
-                static_cast<unsigned long long>(bitsOf(x)));
-  return text;
-}
+using zefra::testing::bitsOf;
+using zefra::testing::describe;
+using zefra::testing::sameBits;
 
 inline std::string describe(Complex z) {
   std::string text("(");
@@ -158,15 +154,6 @@ inline std::string describe(Complex z) {
   text += describe(z.imag());
   text += ')';
   return text;
-}
-
-// Identical bits (tells +0 from -0).
-inline ::testing::AssertionResult sameBits(double expected, double actual) {
-  if (bitsOf(expected) == bitsOf(actual)) {
-    return ::testing::AssertionSuccess();
-  }
-  return ::testing::AssertionFailure()
-         << "expected " << describe(expected) << ", got " << describe(actual);
 }
 
 inline ::testing::AssertionResult sameBits(Complex expected, Complex actual) {
