@@ -3,7 +3,8 @@
 # package into .venv (offline: Debian's numpy, no PyPI), then runs
 #   - the example host program, which loads the C library by name and
 #     prints the results of real calls;
-#   - the zefra-tdr command;
+#   - the zefra-tdr command: its version, and a Touchstone file described
+#     and converted;
 #   - the Python example.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,6 +22,12 @@ LD_LIBRARY_PATH="$PWD/build/release/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}" bu
 
 echo "==== zefra-tdr"
 .venv/bin/zefra-tdr version
+example=tests/data/touchstone/python/two_port_ma_mhz_noise.s2p
+.venv/bin/zefra-tdr info "$example"
+converted=$(mktemp -d)/amplifier_ri.s2p
+.venv/bin/zefra-tdr convert "$example" "$converted" --fmt ri --unit hz
+echo "converted to RI in Hz: $converted"
+.venv/bin/zefra-tdr info "$converted" | head -3
 
 echo "==== Python"
 .venv/bin/python examples/python_demo.py
