@@ -71,7 +71,8 @@ class NoiseData:
         Minimum noise figure, dB.
     gamma_opt : array_like of complex, shape (m,)
         Optimum source reflection coefficient (magnitude and angle in a
-        file), referred to the reference of port 1.
+        file), referred to the reference of port 1; ``gamma_opt_mag`` and
+        ``gamma_opt_deg`` give the file's two columns.
     rn_ohm : array_like of float, shape (m,)
         Effective noise resistance, ohms, not negative.
 
@@ -122,6 +123,16 @@ class NoiseData:
 
     def __len__(self) -> int:
         return self.f_hz.size
+
+    @property
+    def gamma_opt_mag(self) -> np.ndarray:
+        """|Gamma_opt|, the third column of a Touchstone noise row."""
+        return np.abs(self.gamma_opt)
+
+    @property
+    def gamma_opt_deg(self) -> np.ndarray:
+        """The angle of Gamma_opt in degrees (-180 .. 180], the fourth column."""
+        return np.degrees(np.angle(self.gamma_opt))
 
 
 class Network:

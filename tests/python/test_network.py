@@ -2,9 +2,12 @@
 
 from __future__ import annotations
 
+from pathlib import Path
+
 import numpy as np
 import pytest
 
+import zefra_tdr
 from zefra_tdr import Network, NoiseData
 
 F = [1e9, 2e9]
@@ -142,3 +145,16 @@ def test_noise_belongs_to_two_ports_only():
 def test_repr_names_the_sizes_and_references():
     assert repr(Network(F, S2, [50, 75], name="amp")) == (
         "Network('amp', 2 ports, 2 points, 1e+09 .. 2e+09 Hz, z0 [50, 75] ohm)")
+
+
+def test_noise_gives_the_magnitude_and_angle_columns_of_a_file():
+    # The amplifier file's noise rows: f (MHz), NFmin, |Gopt|, angle (deg), Rn/R.
+    path = (Path(__file__).resolve().parents[1] / "data" / "touchstone" / "python"
+            / "two_port_ma_mhz_noise.s2p")
+    noise = zefra_tdr.read_touchstone(path).noise
+    # |Gopt| (cos, sin)(angle) and back: a few ulp of rounding, 1e-15 relative
+    # for the magnitude and 1e-12 degree for the angle cover them.
+    np.testing.assert_allclose(noise.gamma_opt_mag, [0.52, 0.47, 0.38], rtol=1e-15)
+    np.testing.assert_allclose(noise.gamma_opt_deg, [22.0, 45.3, 91.5], rtol=0, atol=1e-12)
+    np.testing.assert_array_equal(noise.f_hz, [500e6, 1000e6, 2000e6])
+    np.testing.assert_allclose(noise.rn_ohm, [0.32 * 50, 0.28 * 50, 0.21 * 50], rtol=1e-15)
