@@ -359,7 +359,12 @@ Plan makePlan(const char* path, const NetworkView& n, const WriteOptions& o) {
     fail(path, "the name announces " + std::to_string(extensionPorts) + " ports, the network has " +
                    std::to_string(n.ports));
   }
-  const bool noiseFitsVersion1 = n.noisePoints == 0 || n.noiseF[0] <= n.f[n.points - 1];
+  // Version 1 also writes Rn / R, which must stay within range (a huge Rn
+  // over a small R would print "inf").
+  const bool noiseFitsVersion1 =
+      n.noisePoints == 0 ||
+      (n.noiseF[0] <= n.f[n.points - 1] &&
+       std::all_of(n.rn, n.rn + n.noisePoints, [&](double r) { return std::isfinite(r / n.z0[0]); }));
   if (o.version == 1) {
     if (extensionPorts == 0) {
       fail(path, "a version-1 file takes its port count from its name, which must end in .s" +
@@ -368,10 +373,14 @@ Plan makePlan(const char* path, const NetworkView& n, const WriteOptions& o) {
     if (!plan.equalReferences) {
       fail(path, "the references differ, which version 1 cannot express (use version 2)");
     }
-    if (!noiseFitsVersion1) {
+    if (!noiseFitsVersion1 && n.noiseF[0] > n.f[n.points - 1]) {
       fail(path, "in version 1 the first noise frequency (" + numberText(n.noiseF[0]) +
                      " Hz) must not be above the last network frequency (" +
                      numberText(n.f[n.points - 1]) + " Hz) (use version 2)");
+    }
+    if (!noiseFitsVersion1) {
+      fail(path, "in version 1 Rn is written divided by the reference, and an Rn / R is beyond "
+                 "the range of a double (use version 2, which writes Rn in ohms)");
     }
   }
   plan.version = o.version != 0                                                     ? o.version

@@ -322,6 +322,19 @@ TEST_F(TouchstoneWriter, NoiseStartingAboveTheLastNetworkFrequencyNeedsVersion2)
   expectRefused("a.s2p", job, "must not be above the last network frequency");
 }
 
+// Version 1 writes Rn / R: 1e308 ohm over 1e-3 ohm would be "inf".
+TEST_F(TouchstoneWriter, AnRnOverRBeyondRangeNeedsVersion2) {
+  Job job = noisyTwoPort();
+  job.z0 = {1e-3, 1e-3};
+  job.rn = {10.0, 1e308};
+  const std::string text = textOf("a.s2p", job);
+  EXPECT_NE(text.find("[Version] 2.0\n"), std::string::npos);
+  EXPECT_NE(text.find(" 1e+308\n"), std::string::npos);
+  fs::remove(path("a.s2p"));
+  job.version = 1;
+  expectRefused("a.s2p", job, "an Rn / R is beyond the range of a double");
+}
+
 TEST_F(TouchstoneWriter, NoiseForAnotherThanATwoPortIsRefused) {
   Job job = noisyTwoPort();
   Job three = labelledNetwork(3, {1e9, 2e9});
