@@ -132,6 +132,7 @@ cpdf
     Weighted histogram of given points on a grid centred on zero.
 """
 
+from .cascading import cascade, common_grid
 from .channel import combine_s4p, make_package, synth_tline
 from .density import cpdf, pdf_from_sampled_signal, pdf_from_sampled_signal_800g
 from .equalization import floating_dfe, td_ctle, xtalk_noise_step
@@ -153,7 +154,7 @@ from .touchstone import TouchstoneError, read_touchstone, write_touchstone
 
 __all__ = [
     "Network", "NoiseData", "TouchstoneError",
-    "butterworth_tf", "combine_s4p", "conv", "cpdf", "erfcinv", "eval_std",
+    "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "erfcinv", "eval_std",
     "filter_signal", "floating_dfe", "get_butterworth_tf", "interp_cubic",
     "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
     "interp_sparam", "kron", "linear_interp_c", "make_package",

@@ -160,6 +160,74 @@ def _convert(args) -> int:
     return EXIT_OK
 
 
+_UNITS = {"hz": 1.0, "khz": 1e3, "mhz": 1e6, "ghz": 1e9}
+
+
+def _frequency(text: str) -> float:
+    """A frequency such as 2.5e9, 10MHz or 20 GHz, in Hz."""
+    stripped = text.strip()
+    lowered = stripped.lower()
+    for unit in ("khz", "mhz", "ghz", "hz"):
+        if lowered.endswith(unit):
+            return float(stripped[:-len(unit)]) * _UNITS[unit]
+    return float(stripped)
+
+
+def grid_option(text: str):
+    """The --grid of a command: "common", START:STOP:STEP (Hz, or with a unit:
+    10MHz:20GHz:10MHz; STOP included when it falls on the step), or a
+    Touchstone file whose frequencies are taken."""
+    if text == "common":
+        return "common"
+    if text.count(":") == 2:
+        try:
+            start, stop, step = (_frequency(part) for part in text.split(":"))
+        except ValueError:
+            raise ValueError(f"--grid {text!r}: expected START:STOP:STEP frequencies such as "
+                             "10MHz:20GHz:10MHz") from None
+        if not (step > 0 and stop >= start >= 0):
+            raise ValueError(f"--grid {text!r}: expected 0 <= START <= STOP and STEP > 0")
+        import numpy as np
+
+        count = int(np.floor((stop - start) / step + 1e-9)) + 1
+        return start + step * np.arange(count, dtype=np.float64)
+    from .touchstone import read_touchstone
+
+    return read_touchstone(text).f
+
+
+def _cascade_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("files", nargs="+", metavar="FILE",
+                        help="Touchstone files of 2N-ports, left to right: ports N+1..2N of "
+                             "each joined to ports 1..N of the next (2-ports: port 2 to port 1)")
+    parser.add_argument("-o", "--output", required=True, metavar="OUT",
+                        help="Touchstone file to write (replaced in one step if it exists)")
+    parser.add_argument("--grid", default="common", metavar="GRID",
+                        help="frequencies of the result when the files' grids differ: "
+                             "'common' (default: the intersection of the bands at the finest "
+                             "step), START:STOP:STEP (Hz, or with units: 10MHz:20GHz:10MHz), "
+                             "or a Touchstone file whose frequencies are taken")
+    parser.add_argument("--extrapolate", action="store_true",
+                        help="allow grid points outside a file's band (default: an error)")
+    parser.add_argument("--fmt", choices=("ri", "ma", "db"), default="ri",
+                        help="number format of OUT (default: ri)")
+
+
+@command("cascade", "cascade Touchstone files left to right into one", _cascade_options)
+def _cascade(args) -> int:
+    from .cascading import cascade
+    from .touchstone import read_touchstone, write_touchstone
+
+    if len(args.files) < 2:
+        raise ValueError(f"cascade needs at least two files, got {len(args.files)}")
+    networks = [read_touchstone(path) for path in args.files]
+    result = cascade(*networks, grid=grid_option(args.grid), extrapolate=args.extrapolate)
+    write_touchstone(result, args.output, fmt=args.fmt)
+    print(f"{args.output}: {result.nports} ports, {result.nfreq} points, "
+          f"{result.f[0] / 1e9:.6g} to {result.f[-1] / 1e9:.6g} GHz")
+    return EXIT_OK
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zefra-tdr",

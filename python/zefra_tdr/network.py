@@ -255,6 +255,19 @@ class Network:
         self.name = name
         self.mixed_mode_order = order
 
+    def interpolate(self, f_hz, *, extrapolate: bool = False) -> Network:
+        """This network on the frequencies ``f_hz`` (Hz); see
+        :func:`zefra_tdr.cascading.interpolate`."""
+        from .cascading import interpolate
+
+        return interpolate(self, f_hz, extrapolate=extrapolate)
+
+    def cascade(self, *others, grid="common", extrapolate: bool = False) -> Network:
+        """This network followed by ``others``; see :func:`zefra_tdr.cascade`."""
+        from .cascading import cascade
+
+        return cascade(self, *others, grid=grid, extrapolate=extrapolate)
+
     @property
     def nports(self) -> int:
         """Number of ports ``n``."""

@@ -20,6 +20,7 @@ PAGE = Path(__file__).resolve().parents[2] / "docs" / "python.md"
 ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| `(?!zefra_tk_)(\w+)` \| `(\w+)` \|$")
 TOOLKIT_ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| ((?:`zefra_tk_\w+`(?:, )?)+) \| `(\w+)` \|$")
 CLASS_ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| `(\w+)` \|$")
+COMPOSED_ROW = re.compile(r"^\| `(\w+)(\(.*\))` \| ((?:`zefra_tdr\.\w+`(?:, )?)+) \| `(\w+)` \|$")
 
 ONE = [1.0]
 PORT = ([0.5j], [0.5], [0.5], [0.25])
@@ -86,6 +87,13 @@ def toolkit_rows() -> dict[str, tuple[str, set[str], str]]:
             for name, (signature, calls, module) in _rows(TOOLKIT_ROW).items()}
 
 
+def composed_rows() -> dict[str, tuple[str, set[str], str]]:
+    """Functions built on other functions of the package: signature, those
+    functions, module."""
+    return {name: (signature, set(re.findall(r"`zefra_tdr\.(\w+)`", uses)), module)
+            for name, (signature, uses, module) in _rows(COMPOSED_ROW).items()}
+
+
 def class_rows() -> dict[str, tuple[str, str]]:
     """Classes: signature, module."""
     return _rows(CLASS_ROW)
@@ -126,7 +134,7 @@ def recorded_exports(attribute: str = "function"):
 
 def test_page_lists_every_function_and_class_once_and_every_export():
     rows, toolkit, classes = page_rows(), toolkit_rows(), class_rows()
-    listed = [*rows, *toolkit, *classes]
+    listed = [*rows, *toolkit, *classes, *composed_rows()]
     assert sorted(listed) == sorted(zefra_tdr.__all__)
     exports = [export for _, export, _ in rows.values()]
     assert len(set(exports)) == len(exports)
@@ -141,6 +149,15 @@ def test_page_gives_the_signature_and_module_of_class(name):
     cls = getattr(zefra_tdr, name)
     assert signature == plain_signature(cls)
     assert cls.__module__ == f"zefra_tdr.{module}"
+
+
+@pytest.mark.parametrize("name", sorted(composed_rows()))
+def test_page_gives_the_signature_module_and_building_blocks_of(name):
+    signature, uses, module = composed_rows()[name]
+    function = getattr(zefra_tdr, name)
+    assert signature == plain_signature(function)
+    assert function.__module__ == f"zefra_tdr.{module}"
+    assert uses <= set(zefra_tdr.__all__)
 
 
 def _noisy_two_port():
