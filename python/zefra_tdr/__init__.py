@@ -132,6 +132,7 @@ cpdf
     Weighted histogram of given points on a grid centred on zero.
 """
 
+from .builders import line, package
 from .cascading import cascade, common_grid
 from .channel import combine_s4p, make_package, synth_tline
 from .density import cpdf, pdf_from_sampled_signal, pdf_from_sampled_signal_800g
@@ -157,8 +158,8 @@ __all__ = [
     "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "erfcinv", "eval_std",
     "filter_signal", "floating_dfe", "get_butterworth_tf", "interp_cubic",
     "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
-    "interp_sparam", "kron", "linear_interp_c", "make_package",
-    "median", "mod", "norm", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
+    "interp_sparam", "kron", "line", "linear_interp_c", "make_package",
+    "median", "mod", "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
     "poly", "polyfit", "polyval", "read_touchstone", "synth_tline", "td_ctle", "unwrap",
     "write_touchstone", "xtalk_noise_step",
 ]

@@ -228,6 +228,78 @@ def _cascade(args) -> int:
     return EXIT_OK
 
 
+def _model_grid_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("-o", "--output", required=True, metavar="OUT",
+                        help="Touchstone file to write (.s2p)")
+    parser.add_argument("--grid", default="0:50GHz:50MHz", metavar="START:STOP:STEP",
+                        help="frequencies, Hz or with units (default: 0:50GHz:50MHz), or a "
+                             "Touchstone file whose frequencies are taken")
+    parser.add_argument("--z-ref", type=float, default=50.0, metavar="OHM",
+                        help="reference of both ports, ohms (default: 50)")
+    parser.add_argument("--z-line", type=float, default=50.0, metavar="OHM",
+                        help="the line's characteristic impedance, ohms (default: 50)")
+    parser.add_argument("--delay", type=float, default=0.0667, metavar="NS",
+                        help="delay per unit length, ns (default: 0.0667, about 6.7 ps/mm "
+                             "of a stripline)")
+    parser.add_argument("--loss", type=float, nargs=3, default=(0.0, 0.0, 0.0),
+                        metavar=("A0", "A1", "A2"),
+                        help="loss per unit length, nepers: constant, per sqrt(GHz), per GHz "
+                             "(default: 0 0 0)")
+
+
+def _grid_of(text: str):
+    grid = grid_option(text)
+    if isinstance(grid, str):
+        raise ValueError("--grid 'common' needs files to cascade; give START:STOP:STEP")
+    return grid
+
+
+def _tline_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--length", type=float, required=True,
+                        help="line length, in the unit of --delay and --loss")
+    _model_grid_options(parser)
+
+
+@command("tline", "write the 2-port of a lossy transmission line", _tline_options)
+def _tline(args) -> int:
+    from .builders import line
+    from .touchstone import write_touchstone
+
+    net = line(_grid_of(args.grid), length=args.length, delay_ns_per_unit=args.delay,
+               z_line_ohm=args.z_line, z_ref_ohm=args.z_ref, loss_np_per_unit=args.loss)
+    write_touchstone(net, args.output)
+    print(f"{args.output}: line of {args.length:g} units, {net.nfreq} points")
+    return EXIT_OK
+
+
+def _package_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--c-in", type=float, default=0.2e-12, metavar="F",
+                        help="input shunt capacitance, F (default: 0.2e-12)")
+    parser.add_argument("--c-out", type=float, default=0.2e-12, metavar="F",
+                        help="output shunt capacitance, F (default: 0.2e-12)")
+    parser.add_argument("--l-series", type=float, default=0.0, metavar="H",
+                        help="series inductance, H (default: 0, left out)")
+    parser.add_argument("--c-mid", type=float, default=0.0, metavar="F",
+                        help="middle shunt capacitance, F (default: 0, left out)")
+    parser.add_argument("--length", type=float, default=1.0,
+                        help="package trace length, in the unit of --delay (default: 1)")
+    _model_grid_options(parser)
+
+
+@command("package", "write the 2-port of an IC package path", _package_options)
+def _package(args) -> int:
+    from .builders import package
+    from .touchstone import write_touchstone
+
+    net = package(_grid_of(args.grid), c_in_f=args.c_in, c_out_f=args.c_out,
+                  line_length=args.length, delay_ns_per_unit=args.delay,
+                  z_line_ohm=args.z_line, z_ref_ohm=args.z_ref, loss_np_per_unit=args.loss,
+                  l_series_h=args.l_series, c_mid_f=args.c_mid)
+    write_touchstone(net, args.output)
+    print(f"{args.output}: package, {net.nfreq} points")
+    return EXIT_OK
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zefra-tdr",
