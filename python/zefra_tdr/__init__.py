@@ -148,6 +148,7 @@ from .interpolation import (
 )
 from .network import Network, NoiseData
 from .numeric import conv, filter_signal, kron, mod, unwrap
+from .plots import plot_network, save_plot
 from .polynomial import poly, polyfit, polyval
 from .special import erfcinv
 from .statistics import eval_std, median, norm
@@ -160,7 +161,7 @@ __all__ = [
     "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
     "interp_sparam", "kron", "line", "linear_interp_c", "make_package",
     "median", "mod", "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-    "poly", "polyfit", "polyval", "read_touchstone", "synth_tline", "td_ctle", "unwrap",
+    "plot_network", "poly", "polyfit", "polyval", "read_touchstone", "save_plot", "synth_tline", "td_ctle", "unwrap",
     "write_touchstone", "xtalk_noise_step",
 ]
 

@@ -300,6 +300,40 @@ def _package(args) -> int:
     return EXIT_OK
 
 
+def _plot_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("files", nargs="+", metavar="FILE", help="Touchstone files")
+    parser.add_argument("--params", default="S21", metavar="LIST",
+                        help="parameters by name, comma-separated: S21,S11 (ports from 1), "
+                             "or SDD21,SDD11 for mixed mode (default: S21)")
+    parser.add_argument("--kind", default="db", metavar="LIST",
+                        help="panels, comma-separated: db (20 log10|S|), phase (degrees), "
+                             "delay (group delay, ns) (default: db)")
+    parser.add_argument("--order", choices=("1-3/2-4", "1-2/3-4"), default=None,
+                        help="port numbering of single-ended 4-ports for mixed-mode names: "
+                             "1-3/2-4 means lines 1 to 3 and 2 to 4")
+    parser.add_argument("--size", default="1200x800", metavar="WxH",
+                        help="image size in pixels (default: 1200x800)")
+    parser.add_argument("-o", "--output", required=True, metavar="OUT",
+                        help="image to write: .png, .svg or .pdf")
+
+
+@command("plot", "plot S-parameters of Touchstone files against frequency", _plot_options)
+def _plot(args) -> int:
+    from .plots import save_plot
+    from .touchstone import read_touchstone
+
+    try:
+        width, height = (int(v) for v in args.size.lower().split("x"))
+    except ValueError:
+        raise ValueError(f"--size {args.size!r}: expected WIDTHxHEIGHT in pixels") from None
+    networks = [read_touchstone(path) for path in args.files]
+    save_plot(networks, [p for p in args.params.split(",") if p], args.output,
+              kinds=[k for k in args.kind.split(",") if k], order=args.order,
+              size_px=(width, height))
+    print(f"{args.output}: {args.params} of {len(networks)} file(s)")
+    return EXIT_OK
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zefra-tdr",

@@ -1,0 +1,115 @@
+"""Plots of networks with matplotlib (imported only when a plot is made).
+
+Parameters are chosen by name: ``"S21"`` (single-ended, ports from 1;
+``"S12,3"`` style with a comma when a port number has two digits) and, for
+networks that offer ``to_mixed_mode``, ``"SDD21"``, ``"SDC11"``,
+``"SCD21"``, ``"SCC11"`` (mixed-mode blocks, pairs from 1).  Frequencies are
+shown in GHz; magnitude in dB (20 log10 |S|), phase in degrees (unwrapped
+along frequency), group delay in ns (-d(phase)/d(omega), by central
+differences of the unwrapped phase).
+"""
+
+from __future__ import annotations
+
+import re
+
+import numpy as np
+
+from .network import Network
+
+__all__ = ["parameter", "plot_network", "save_plot"]
+
+_SINGLE = re.compile(r"^S(\d)(\d)$|^S(\d+),(\d+)$")
+_MIXED = re.compile(r"^S(DD|DC|CD|CC)(\d)(\d)$")
+KINDS = ("db", "phase", "delay")
+
+
+def parameter(network: Network, name: str, *, order=None) -> np.ndarray:
+    """The trace named ``name`` of ``network`` (complex, shape (nf,))."""
+    if not isinstance(network, Network):
+        raise TypeError(f"network must be a Network, got {type(network).__name__}")
+    text = name.strip().upper()
+    single = _SINGLE.match(text)
+    if single:
+        i, j = (int(g) for g in single.groups() if g is not None)
+        n = network.nports
+        if not (1 <= i <= n and 1 <= j <= n):
+            raise ValueError(f"{name}: {network.name or 'the network'} has ports 1..{n}")
+        return network.s[:, i - 1, j - 1]
+    mixed = _MIXED.match(text)
+    if mixed:
+        if not hasattr(network, "to_mixed_mode"):
+            raise ValueError(f"{name}: mixed-mode parameters need Network.to_mixed_mode")
+        block, i, j = mixed.group(1), int(mixed.group(2)), int(mixed.group(3))
+        mm = network.to_mixed_mode(order=order)
+        values = getattr(mm, "s" + block.lower())
+        if not (1 <= i <= values.shape[1] and 1 <= j <= values.shape[2]):
+            raise ValueError(f"{name}: the network has mixed-mode pairs 1..{values.shape[1]}")
+        return values[:, i - 1, j - 1]
+    raise ValueError(f"{name!r} is not a parameter name such as 'S21', 'S12,3' or 'SDD21'")
+
+
+def _curve(kind: str, f: np.ndarray, trace: np.ndarray) -> np.ndarray:
+    if kind == "db":
+        with np.errstate(divide="ignore"):
+            return 20.0 * np.log10(np.abs(trace))
+    phase = np.unwrap(np.angle(trace))
+    if kind == "phase":
+        return np.degrees(phase)
+    if f.size < 2:
+        raise ValueError("a group delay needs at least two frequencies")
+    return -np.gradient(phase, 2.0 * np.pi * f) * 1e9
+
+
+_LABELS = {"db": "Magnitude (dB)", "phase": "Phase (deg)", "delay": "Group delay (ns)"}
+
+
+def plot_network(networks, params, *, kinds=("db",), order=None, title=None):
+    """A matplotlib figure with one panel per kind (``"db"``, ``"phase"``,
+    ``"delay"``), one curve per network and parameter, against frequency in
+    GHz, with labelled axes and a legend.  Returns the figure."""
+    import matplotlib.pyplot as plt
+
+    nets = [networks] if isinstance(networks, Network) else list(networks)
+    if not nets:
+        raise ValueError("nothing to plot: no network given")
+    names = [params] if isinstance(params, str) else list(params)
+    if not names:
+        raise ValueError("nothing to plot: no parameter given")
+    kinds = [kinds] if isinstance(kinds, str) else list(kinds)
+    for kind in kinds:
+        if kind not in KINDS:
+            raise ValueError(f"kind {kind!r} is none of {', '.join(KINDS)}")
+    traces = [(net, name, parameter(net, name, order=order)) for net in nets for name in names]
+    figure, axes = plt.subplots(len(kinds), 1, sharex=True, squeeze=False,
+                                figsize=(7.0, 2.6 + 2.2 * len(kinds)))
+    for axis, kind in zip(axes[:, 0], kinds):
+        for net, name, trace in traces:
+            label = f"{net.name} {name.upper()}" if len(nets) > 1 and net.name else name.upper()
+            axis.plot(net.f / 1e9, _curve(kind, net.f, trace), label=label, linewidth=1.2)
+        axis.set_ylabel(_LABELS[kind])
+        axis.grid(True, alpha=0.35)
+        axis.legend(loc="best", fontsize="small")
+    axes[-1, 0].set_xlabel("Frequency (GHz)")
+    if title:
+        axes[0, 0].set_title(title)
+    figure.tight_layout()
+    return figure
+
+
+def save_plot(networks, params, path, *, kinds=("db",), order=None, title=None,
+              size_px=(1200, 800), dpi=100) -> None:
+    """Writes :func:`plot_network`'s figure to ``path`` (.png, .svg or .pdf),
+    ``size_px`` pixels at ``dpi`` (the PNG is exactly that size)."""
+    import matplotlib.pyplot as plt
+
+    width, height = (int(v) for v in size_px)
+    if width <= 0 or height <= 0:
+        raise ValueError(f"size_px = {size_px!r} must be two positive numbers of pixels")
+    figure = plot_network(networks, params, kinds=kinds, order=order, title=title)
+    try:
+        figure.set_size_inches(width / dpi, height / dpi)
+        figure.tight_layout()
+        figure.savefig(path, dpi=dpi)
+    finally:
+        plt.close(figure)
