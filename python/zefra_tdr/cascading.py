@@ -32,7 +32,7 @@ from .channel import combine_s4p
 from .interpolation import interp_sparam
 from .network import Network
 
-__all__ = ["cascade", "common_grid", "interpolate"]
+__all__ = ["cascade", "common_grid", "extrapolate_to_dc", "interpolate"]
 
 
 def _network(value, label: str) -> Network:
@@ -137,6 +137,27 @@ def _chain_two_ports(parts: list) -> np.ndarray:
     s = np.empty((parts[0].shape[0], 2, 2), dtype=np.complex128)
     s[:, 0, 0], s[:, 0, 1], s[:, 1, 0], s[:, 1, 1] = result
     return s
+
+
+def extrapolate_to_dc(network) -> Network:
+    """The network with a point at 0 Hz added before its band.
+
+    Policy: every S-parameter trace gets a real value at DC without phase
+    wraps, from the sibling module's extrapolation below the band: the
+    trace's bulk delay is taken out, the first sample is projected onto the
+    real axis keeping its magnitude (the sign of its real part), and that is
+    the DC value (docs/interp_sparam.md, "Below the band").  The measured
+    points are kept bit for bit.  A network whose band already starts at
+    0 Hz is returned as a copy.  Noise data are dropped.
+    """
+    net = _network(network, "network")
+    if net.f[0] == 0.0:
+        return interpolate(net, net.f)
+    grid = np.concatenate([[0.0], net.f])
+    result = interpolate(net, grid, extrapolate=True)
+    # The module gives (d, +0.0) at f <= 0: real by construction; make sure.
+    result.s[0] = result.s[0].real
+    return result
 
 
 def _join(a: np.ndarray, b: np.ndarray) -> np.ndarray:

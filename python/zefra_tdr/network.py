@@ -262,6 +262,13 @@ class Network:
 
         return interpolate(self, f_hz, extrapolate=extrapolate)
 
+    def extrapolate_to_dc(self) -> Network:
+        """This network with a real point at 0 Hz; see
+        :func:`zefra_tdr.cascading.extrapolate_to_dc`."""
+        from .cascading import extrapolate_to_dc
+
+        return extrapolate_to_dc(self)
+
     def cascade(self, *others, grid="common", extrapolate: bool = False) -> Network:
         """This network followed by ``others``; see :func:`zefra_tdr.cascade`."""
         from .cascading import cascade

@@ -174,3 +174,20 @@ def test_cascade_command_outside_a_band_exits_2_with_one_line(tmp_path, capsys):
     assert status == 2
     assert err.count("\n") == 1 and "reaches outside the band" in err
     assert not (tmp_path / "ab.s2p").exists()
+
+
+def test_extrapolation_to_dc_adds_a_real_point_and_keeps_the_measured_ones():
+    f = np.linspace(1e8, 2e10, 200)
+    net = line(f, 10.0)
+    dc = net.extrapolate_to_dc()
+    assert dc.f[0] == 0.0 and np.array_equal(dc.f[1:], f)
+    assert np.array_equal(dc.s[1:].view(np.float64), net.s.view(np.float64))
+    assert np.all(dc.s[0].imag == 0)
+    # The line's DC transmission is close to its lowest measured magnitude,
+    # with the sign of a phase unwrapped to zero (positive), not a wrap.
+    assert 0.9 * abs(net.s[0, 1, 0]) < dc.s[0, 1, 0].real <= 1.0
+
+
+def test_a_band_from_dc_is_returned_as_it_is():
+    net = line(np.linspace(0.0, 1e10, 11), 1.0)
+    assert np.array_equal(net.extrapolate_to_dc().s.view(np.float64), net.s.view(np.float64))
