@@ -147,6 +147,7 @@ from .interpolation import (
     linear_interp_c,
 )
 from .network import Network, NoiseData
+from .network_ops import MixedModeNetwork, from_mixed_mode
 from .numeric import conv, filter_signal, kron, mod, unwrap
 from .plots import plot_network, save_plot
 from .polynomial import poly, polyfit, polyval
@@ -155,9 +156,9 @@ from .statistics import eval_std, median, norm
 from .touchstone import TouchstoneError, read_touchstone, write_touchstone
 
 __all__ = [
-    "Network", "NoiseData", "TouchstoneError",
+    "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
     "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "erfcinv", "eval_std",
-    "filter_signal", "floating_dfe", "get_butterworth_tf", "interp_cubic",
+    "filter_signal", "floating_dfe", "from_mixed_mode", "get_butterworth_tf", "interp_cubic",
     "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
     "interp_sparam", "kron", "line", "linear_interp_c", "make_package",
     "median", "mod", "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",

@@ -300,6 +300,47 @@ def _package(args) -> int:
     return EXIT_OK
 
 
+def _mixed_mode_options(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("source", metavar="IN", help="Touchstone file of a single-ended 2N-port")
+    parser.add_argument("-o", "--output", required=True, metavar="OUT",
+                        help="Touchstone file to write: ports 1..N the differential modes, "
+                             "N+1..2N the common modes, on references 2 z0 and z0/2")
+    parser.add_argument("--order", choices=("1-3/2-4", "1-2/3-4"), default=None,
+                        help="numbering of a 4-port: 1-3/2-4 (lines 1 to 3 and 2 to 4: pairs "
+                             "(1,2) and (3,4)) or 1-2/3-4 (lines 1 to 2 and 3 to 4: pairs (1,3) "
+                             "and (2,4)); required unless --pairs is given")
+    parser.add_argument("--pairs", default=None, metavar="P,N;P,N...",
+                        help="the pairs explicitly, positive port first: 1,2;3,4")
+    parser.add_argument("--fmt", choices=("ri", "ma", "db"), default="ri",
+                        help="number format of OUT (default: ri)")
+
+
+@command("mixed-mode", "convert a single-ended Touchstone file to mixed-mode S-parameters",
+         _mixed_mode_options)
+def _mixed_mode(args) -> int:
+    from .touchstone import read_touchstone, write_touchstone
+
+    pairs = None
+    if args.pairs is not None:
+        try:
+            pairs = [tuple(int(p) for p in pair.split(",")) for pair in args.pairs.split(";")]
+        except ValueError:
+            raise ValueError(f"--pairs {args.pairs!r}: expected P,N;P,N... port numbers") \
+                from None
+    mixed = read_touchstone(args.source).to_mixed_mode(pairs=pairs, order=args.order)
+    modes = [f"D{k + 1}=({p},{n})" for k, (p, n) in enumerate(mixed.pairs)]
+    modes += [f"C{k + 1}=({p},{n})" for k, (p, n) in enumerate(mixed.pairs)]
+    network = mixed.to_network()
+    from .network import Network
+
+    network = Network(network.f, network.s, network.z0, name=network.name,
+                      comments=["mixed-mode S-parameters; ports in order: " + " ".join(modes)])
+    write_touchstone(network, args.output, fmt=args.fmt,
+                     version=2 if not args.output.lower().endswith(".ts") else None)
+    print(f"{args.output}: {' '.join(modes)}")
+    return EXIT_OK
+
+
 def _plot_options(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("files", nargs="+", metavar="FILE", help="Touchstone files")
     parser.add_argument("--params", default="S21", metavar="LIST",

@@ -262,6 +262,37 @@ class Network:
 
         return interpolate(self, f_hz, extrapolate=extrapolate)
 
+    def passivity(self):
+        """sigma_max(S) at each frequency; see :func:`zefra_tdr.network_ops.passivity`."""
+        from .network_ops import passivity
+
+        return passivity(self)
+
+    def reciprocity(self):
+        """max |S - S^T| at each frequency; see :func:`zefra_tdr.network_ops.reciprocity`."""
+        from .network_ops import reciprocity
+
+        return reciprocity(self)
+
+    def subnetwork(self, ports) -> Network:
+        """The network of ``ports`` (from 1); see :func:`zefra_tdr.network_ops.subnetwork`."""
+        from .network_ops import subnetwork
+
+        return subnetwork(self, ports)
+
+    def renormalize(self, z0) -> Network:
+        """This network on new references; see :func:`zefra_tdr.network_ops.renormalize`."""
+        from .network_ops import renormalize
+
+        return renormalize(self, z0)
+
+    def to_mixed_mode(self, pairs=None, order=None):
+        """Mixed-mode S (SDD, SDC, SCD, SCC); see
+        :func:`zefra_tdr.network_ops.to_mixed_mode`."""
+        from .network_ops import to_mixed_mode
+
+        return to_mixed_mode(self, pairs=pairs, order=order)
+
     def extrapolate_to_dc(self) -> Network:
         """This network with a real point at 0 Hz; see
         :func:`zefra_tdr.cascading.extrapolate_to_dc`."""

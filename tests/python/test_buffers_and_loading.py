@@ -15,9 +15,9 @@ WRAPPERS = [zefra_tdr.median, zefra_tdr.eval_std, zefra_tdr.norm]
 
 def test_package_exports():
     assert sorted(zefra_tdr.__all__) == [
-        "Network", "NoiseData", "TouchstoneError",
+        "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
         "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "erfcinv",
-        "eval_std", "filter_signal", "floating_dfe", "get_butterworth_tf", "interp_cubic",
+        "eval_std", "filter_signal", "floating_dfe", "from_mixed_mode", "get_butterworth_tf", "interp_cubic",
         "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
         "interp_sparam", "kron", "line", "linear_interp_c", "make_package", "median", "mod",
         "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
