@@ -38,17 +38,34 @@ def _net(network) -> Network:
     return network
 
 
+# Frequencies handled at once by the checks: bounds their work arrays.
+_BATCH = 4096
+
+
+def _per_frequency(network, measure) -> np.ndarray:
+    """measure(block of finite matrices) -> one value each; NaN where S is
+    not finite."""
+    s = _net(network).s
+    out = np.full(s.shape[0], np.nan)
+    for start in range(0, s.shape[0], _BATCH):
+        block = s[start:start + _BATCH]
+        finite = np.flatnonzero(np.isfinite(block).all(axis=(1, 2)))
+        if finite.size:
+            out[start + finite] = measure(block[finite])
+    return out
+
+
 def passivity(network) -> np.ndarray:
     """The largest singular value of S at each frequency (float64, (nf,));
-    a passive network has at most 1."""
-    return np.linalg.svd(_net(network).s, compute_uv=False)[:, 0]
+    a passive network has at most 1.  NaN where S is not finite."""
+    return _per_frequency(network, lambda s: np.linalg.svd(s, compute_uv=False)[:, 0])
 
 
 def reciprocity(network) -> np.ndarray:
     """max over i, j of |S_ij - S_ji| at each frequency (float64, (nf,)); 0
-    for a reciprocal network."""
-    s = _net(network).s
-    return np.max(np.abs(s - np.swapaxes(s, 1, 2)), axis=(1, 2))
+    for a reciprocal network.  NaN where S is not finite."""
+    return _per_frequency(network,
+                          lambda s: np.abs(s - np.swapaxes(s, 1, 2)).max(axis=(1, 2)))
 
 
 def _port_list(ports, count: int, label: str = "ports") -> list[int]:

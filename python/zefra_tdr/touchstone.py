@@ -293,11 +293,6 @@ def convert_touchstone(source, target, *, fmt="RI", unit="GHz", version=None,
                      digits=digits)
 
 
-# Points per batch of the singular value decompositions in describe(), so
-# that the work arrays stay small for large networks.
-_BATCH = 4096
-
-
 def describe(network: Network) -> dict:
     """Sizes, band, references and two checks of a network.
 
@@ -319,16 +314,11 @@ def describe(network: Network) -> dict:
         Points where ``S`` is not finite are left out of both; when no point
         is finite the values and their frequencies are None.
     """
-    s, f = network.s, network.f
-    sigma = np.full(f.size, np.nan)
-    asymmetry = np.full(f.size, np.nan)
-    for start in range(0, f.size, _BATCH):
-        block = s[start:start + _BATCH]
-        finite = np.flatnonzero(np.isfinite(block).all(axis=(1, 2)))
-        if finite.size:
-            part = block[finite]
-            sigma[start + finite] = np.linalg.svd(part, compute_uv=False)[:, 0]
-            asymmetry[start + finite] = np.abs(part - part.transpose(0, 2, 1)).max(axis=(1, 2))
+    from .network_ops import passivity, reciprocity
+
+    f = network.f
+    sigma = passivity(network)
+    asymmetry = reciprocity(network)
     result = {
         "ports": network.nports,
         "points": network.nfreq,

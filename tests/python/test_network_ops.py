@@ -168,3 +168,12 @@ def test_mixed_mode_command_without_a_numbering_exits_2(tmp_path, capsys):
     zefra_tdr.write_touchstone(random_network(4, 16), tmp_path / "se.s4p")
     assert main(["mixed-mode", str(tmp_path / "se.s4p"), "-o", str(tmp_path / "mm.s4p")]) == 2
     assert "port numbering must be given" in capsys.readouterr().err
+
+
+def test_checks_give_nan_where_s_is_not_finite():
+    net = random_network(2, 17)
+    s = net.s.copy()
+    s[3, 0, 1] = np.nan
+    broken = Network(F, s)
+    assert np.isnan(broken.passivity()[3]) and np.isnan(broken.reciprocity()[3])
+    assert np.array_equal(np.delete(broken.passivity(), 3), np.delete(net.passivity(), 3))
