@@ -17,11 +17,15 @@ import numpy as np
 
 from .network import Network
 
-__all__ = ["parameter", "plot_network", "save_plot"]
+__all__ = ["parameter", "plot_network", "register_kind", "save_plot"]
+
+# Kinds of panel: name -> (y-axis label, function(f_hz, trace) -> values).
+# register_kind adds one; the time-domain views (a TDR impedance profile,
+# step and pulse responses) arrive with the pulse-response tools through it.
+_KINDS: dict = {}
 
 _SINGLE = re.compile(r"^S(\d)(\d)$|^S(\d+),(\d+)$")
 _MIXED = re.compile(r"^S(DD|DC|CD|CC)(\d)(\d)$")
-KINDS = ("db", "phase", "delay")
 
 
 def parameter(network: Network, name: str, *, order=None) -> np.ndarray:
@@ -49,19 +53,30 @@ def parameter(network: Network, name: str, *, order=None) -> np.ndarray:
     raise ValueError(f"{name!r} is not a parameter name such as 'S21', 'S12,3' or 'SDD21'")
 
 
-def _curve(kind: str, f: np.ndarray, trace: np.ndarray) -> np.ndarray:
-    if kind == "db":
-        with np.errstate(divide="ignore"):
-            return 20.0 * np.log10(np.abs(trace))
-    phase = np.unwrap(np.angle(trace))
-    if kind == "phase":
-        return np.degrees(phase)
+def register_kind(name: str, label: str, curve) -> None:
+    """Adds a kind of panel: ``curve(f_hz, trace) -> values`` plotted
+    against frequency in GHz with the y-axis ``label``."""
+    _KINDS[name] = (label, curve)
+
+
+def _db(f: np.ndarray, trace: np.ndarray) -> np.ndarray:
+    with np.errstate(divide="ignore"):
+        return 20.0 * np.log10(np.abs(trace))
+
+
+def _phase(f: np.ndarray, trace: np.ndarray) -> np.ndarray:
+    return np.degrees(np.unwrap(np.angle(trace)))
+
+
+def _delay(f: np.ndarray, trace: np.ndarray) -> np.ndarray:
     if f.size < 2:
         raise ValueError("a group delay needs at least two frequencies")
-    return -np.gradient(phase, 2.0 * np.pi * f) * 1e9
+    return -np.gradient(np.unwrap(np.angle(trace)), 2.0 * np.pi * f) * 1e9
 
 
-_LABELS = {"db": "Magnitude (dB)", "phase": "Phase (deg)", "delay": "Group delay (ns)"}
+register_kind("db", "Magnitude (dB)", _db)
+register_kind("phase", "Phase (deg)", _phase)
+register_kind("delay", "Group delay (ns)", _delay)
 
 
 def plot_network(networks, params, *, kinds=("db",), order=None, title=None):
@@ -78,16 +93,16 @@ def plot_network(networks, params, *, kinds=("db",), order=None, title=None):
         raise ValueError("nothing to plot: no parameter given")
     kinds = [kinds] if isinstance(kinds, str) else list(kinds)
     for kind in kinds:
-        if kind not in KINDS:
-            raise ValueError(f"kind {kind!r} is none of {', '.join(KINDS)}")
+        if kind not in _KINDS:
+            raise ValueError(f"kind {kind!r} is none of {', '.join(_KINDS)}")
     traces = [(net, name, parameter(net, name, order=order)) for net in nets for name in names]
     figure, axes = plt.subplots(len(kinds), 1, sharex=True, squeeze=False,
                                 figsize=(7.0, 2.6 + 2.2 * len(kinds)))
     for axis, kind in zip(axes[:, 0], kinds):
         for net, name, trace in traces:
             label = f"{net.name} {name.upper()}" if len(nets) > 1 and net.name else name.upper()
-            axis.plot(net.f / 1e9, _curve(kind, net.f, trace), label=label, linewidth=1.2)
-        axis.set_ylabel(_LABELS[kind])
+            axis.plot(net.f / 1e9, _KINDS[kind][1](net.f, trace), label=label, linewidth=1.2)
+        axis.set_ylabel(_KINDS[kind][0])
         axis.grid(True, alpha=0.35)
         axis.legend(loc="best", fontsize="small")
     axes[-1, 0].set_xlabel("Frequency (GHz)")

@@ -62,3 +62,18 @@ def test_plot_command_writes_the_image(tmp_path):
     assert main(["plot", str(tmp_path / "l.s2p"), "--params", "S21,S11", "--size", "640x480",
                  "-o", str(out)]) == 0
     assert png_size(out) == (640, 480)
+
+
+def test_a_registered_kind_gets_its_own_labelled_panel():
+    from zefra_tdr import plots
+
+    plots.register_kind("linear", "Magnitude (linear)", lambda f, trace: np.abs(trace))
+    net = zefra_tdr.line(F, length=1.0, delay_ns_per_unit=0.1)
+    figure = zefra_tdr.plot_network(net, ["S21"], kinds=("linear",))
+    assert figure.axes[0].get_ylabel() == "Magnitude (linear)"
+    np.testing.assert_allclose(figure.axes[0].get_lines()[0].get_ydata(), 1.0, rtol=1e-14)
+    import matplotlib.pyplot as plt
+
+    plt.close(figure)
+    with pytest.raises(ValueError, match="none of db, phase, delay, linear"):
+        zefra_tdr.plot_network(net, ["S21"], kinds=("tdr",))
