@@ -12,12 +12,12 @@ from __future__ import annotations
 
 import copy
 import sys
-import time
 from pathlib import Path
 
 import numpy as np
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "python"))
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+from timing import best  # noqa: E402  (also puts the checkout's package first)
 import skrf  # noqa: E402
 import zefra_tdr  # noqa: E402
 
@@ -25,16 +25,7 @@ import zefra_tdr  # noqa: E402
 np.bool = bool
 np.complex = complex
 
-POINTS, RUNS = 10_000, 7
-
-
-def best(call) -> float:
-    times = []
-    for _ in range(RUNS):
-        start = time.perf_counter()
-        call()
-        times.append(time.perf_counter() - start)
-    return min(times)
+POINTS = 10_000
 
 
 def main() -> int:
