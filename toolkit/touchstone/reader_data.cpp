@@ -34,9 +34,12 @@ int64_t tokensOf(std::string_view text) {
 }
 
 void Reader::dataLine(std::string_view text) {
-  if (version_ == 1 && stage_ == Stage::kNoiseData && tokensOf(text) != 5) {
-    fail("expected a noise row of 5 numbers (f, NFmin, |Gopt|, angle, Rn), found " +
-         std::to_string(tokensOf(text)));
+  if (version_ == 1 && stage_ == Stage::kNoiseData) {
+    const int64_t tokens = tokensOf(text);
+    if (tokens != 5) {
+      fail("expected a noise row of 5 numbers (f, NFmin, |Gopt|, angle, Rn), found " +
+           std::to_string(tokens));
+    }
   }
   lineText_ = text;
   const char* p = text.data();
@@ -79,7 +82,7 @@ void Reader::dataLine(std::string_view text) {
     if (stage_ == Stage::kNoiseData) {
       noiseValue(token);
     } else {
-      networkValue(token, first);
+      beginDataSet(token, first);  // position_ == 0 here: the values go above
     }
     first = false;
   }
@@ -93,39 +96,28 @@ void Reader::dataLine(std::string_view text) {
   }
 }
 
-void Reader::networkValue(std::string_view token, bool firstOnLine) {
-  if (position_ == 0) {
-    const double f = frequency(token);
-    if (!network_->f.empty() && !(f > network_->f.back())) {
-      if (version_ == 1 && ports_ == 2 && firstOnLine && tokensOf(lineText_) == 5) {
-        // A two-port's noise block: the first data set whose frequency does
-        // not increase, on a line of five numbers.
-        stage_ = Stage::kNoiseData;
-        noiseValue(token);
-        return;
-      }
-      fail("expected frequencies that increase, found " + frequencyText(f) + " after " +
-           frequencyText(network_->f.back()));
+// The frequency that begins a data set (its values go to the pipeline from
+// dataLine).
+void Reader::beginDataSet(std::string_view token, bool firstOnLine) {
+  const double f = frequency(token);
+  if (!network_->f.empty() && !(f > network_->f.back())) {
+    if (version_ == 1 && ports_ == 2 && firstOnLine && tokensOf(lineText_) == 5) {
+      // A two-port's noise block: the first data set whose frequency does
+      // not increase, on a line of five numbers.
+      stage_ = Stage::kNoiseData;
+      noiseValue(token);
+      return;
     }
-    if (version_ == 2 && static_cast<int64_t>(network_->f.size()) == frequencies_) {
-      fail("expected " + std::to_string(frequencies_) +
-           " data sets ([Number of Frequencies]), found more");
-    }
-    recordF_ = f;
-    recordLine_ = line_;
-    position_ = 1;
-    return;
+    fail("expected frequencies that increase, found " + frequencyText(f) + " after " +
+         frequencyText(network_->f.back()));
   }
-  storeValue(token);
-}
-
-void Reader::storeValue(std::string_view token) {
-  pipeline_->addToken(token, line_);
-  ++position_;
-  ++valuesOnLine_;
-  if (position_ - 1 == valuesPerRecord_) {
-    completeRecord();
+  if (version_ == 2 && static_cast<int64_t>(network_->f.size()) == frequencies_) {
+    fail("expected " + std::to_string(frequencies_) +
+         " data sets ([Number of Frequencies]), found more");
   }
+  recordF_ = f;
+  recordLine_ = line_;
+  position_ = 1;
 }
 
 void Reader::completeRecord() {

@@ -65,9 +65,8 @@ class Reader {
   void argumentLine(std::string_view text);
   void addArguments(std::string_view text);
   void dataLine(std::string_view text);
-  void networkValue(std::string_view token, bool firstOnLine);
+  void beginDataSet(std::string_view token, bool firstOnLine);
   void noiseValue(std::string_view token);
-  void storeValue(std::string_view token);
   void completeRecord();
   void settleConversions();
   void completeNoiseRow();

@@ -25,6 +25,14 @@ RecordConverter::RecordConverter(RecordLayout layout) : layout_(std::move(layout
     const double z = layout_.z0[static_cast<std::size_t>(mode.p)];
     reference[k] = mode.kind == 'D' ? 2.0 * z : mode.kind == 'C' ? 0.5 * z : z;
   }
+  // Mode k of M touches its port p with weight wp and (for a pair) n with wq.
+  const double h = std::sqrt(0.5);
+  for (const ModePort& mode : layout_.modes) {
+    modeP_.push_back(static_cast<std::size_t>(mode.p));
+    modeQ_.push_back(static_cast<std::size_t>(mode.n));
+    modeWp_.push_back(mode.kind == 'S' ? 1.0 : h);
+    modeWq_.push_back(mode.kind == 'S' ? 0.0 : mode.kind == 'D' ? -h : h);
+  }
   sigma_.assign(n, 1.0);
   c_.assign(n, 1.0);
   for (std::size_t i = 0; i < n; ++i) {
@@ -169,32 +177,18 @@ bool RecordConverter::toS() {
 }
 
 // m_ <- M^T m_ M, M row k = mode k over the physical ports.
+// m_ <- M^T m_ M, M row k = mode k over the physical ports (weights in
+// modeP_/modeWp_ and modeQ_/modeWq_, set once by the constructor).
 void RecordConverter::toSingleEnded() {
   const auto n = static_cast<std::size_t>(layout_.ports);
-  const double h = std::sqrt(0.5);
-  // Column weights of M: mode k touches p (weight wp) and n (weight wn).
-  std::vector<std::size_t> p(n), q(n);
-  std::vector<double> wp(n), wq(n);
-  for (std::size_t k = 0; k < n; ++k) {
-    const ModePort& mode = layout_.modes[k];
-    p[k] = static_cast<std::size_t>(mode.p);
-    q[k] = static_cast<std::size_t>(mode.n);
-    if (mode.kind == 'S') {
-      wp[k] = 1.0;
-      wq[k] = 0.0;
-    } else {
-      wp[k] = h;
-      wq[k] = mode.kind == 'D' ? -h : h;
-    }
-  }
   // T = Smm M: T[k][col] = sum_l Smm[k][l] M[l][col].
-  std::vector<Complex> t(n * n, Complex(0.0, 0.0));
+  modeWork_.assign(n * n, Complex(0.0, 0.0));
   for (std::size_t k = 0; k < n; ++k) {
     for (std::size_t l = 0; l < n; ++l) {
       const Complex v = m_[k * n + l];
-      t[k * n + p[l]] += v * wp[l];
-      if (wq[l] != 0.0) {
-        t[k * n + q[l]] += v * wq[l];
+      modeWork_[k * n + modeP_[l]] += v * modeWp_[l];
+      if (modeWq_[l] != 0.0) {
+        modeWork_[k * n + modeQ_[l]] += v * modeWq_[l];
       }
     }
   }
@@ -204,10 +198,10 @@ void RecordConverter::toSingleEnded() {
   }
   for (std::size_t k = 0; k < n; ++k) {
     for (std::size_t col = 0; col < n; ++col) {
-      const Complex v = t[k * n + col];
-      m_[p[k] * n + col] += wp[k] * v;
-      if (wq[k] != 0.0) {
-        m_[q[k] * n + col] += wq[k] * v;
+      const Complex v = modeWork_[k * n + col];
+      m_[modeP_[k] * n + col] += modeWp_[k] * v;
+      if (modeWq_[k] != 0.0) {
+        m_[modeQ_[k] * n + col] += modeWq_[k] * v;
       }
     }
   }

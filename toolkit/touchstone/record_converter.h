@@ -69,6 +69,9 @@ class RecordConverter {
   std::vector<Complex> m_;     // the full matrix
   std::vector<Complex> work_;  // I + Mn, factored
   std::vector<Complex> rhs_;   // Mn - I, then S
+  std::vector<std::size_t> modeP_, modeQ_;  // the ports each mode touches
+  std::vector<double> modeWp_, modeWq_;     // and its weights there
+  std::vector<Complex> modeWork_;           // Smm M
 };
 
 }  // namespace zefra::tk

@@ -64,7 +64,6 @@ class RecordPipeline {
     batch.text.append(text);
     batch.text.push_back(' ');
   }
-  void addToken(std::string_view token, int64_t line) { addSegment(token, 1, line); }
   // Ends the data set whose valuesPerRecord tokens were added: at f Hz,
   // begun at `line`.  False once a failure is known: the reader may stop
   // and call finish.
