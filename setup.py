@@ -113,7 +113,13 @@ cmdclass = {"build_ext": BuildWithCMake}
 try:
     from wheel.bdist_wheel import bdist_wheel
 except ImportError:  # no wheel package: sdists and direct installs still work
-    pass
+    if {"bdist_wheel", "dist_info", "editable_wheel"} & set(sys.argv[1:]):
+        # pip's build (--no-build-isolation) would stop at "invalid command
+        # 'bdist_wheel'", which does not say what to do.
+        sys.exit(f"zefra_tdr: {sys.executable} has no 'wheel' package, which pip needs to "
+                 "build this package. On Debian: apt-get install python3-wheel python3-numpy, "
+                 "then make the venv from Debian's Python: /usr/bin/python3 -m venv "
+                 "--system-site-packages VENV")
 else:
     class PlatformWheel(bdist_wheel):
         """The libraries are loaded with ctypes, not imported as CPython

@@ -191,6 +191,11 @@ def grid_option(text: str):
 
         count = int(np.floor((stop - start) / step + 1e-9)) + 1
         return start + step * np.arange(count, dtype=np.float64)
+    import os
+
+    if not os.path.isfile(text):
+        raise ValueError(f"--grid {text!r}: expected common, START:STOP:STEP or a Touchstone "
+                         "file")
     from .touchstone import read_touchstone
 
     return read_touchstone(text).f
@@ -330,11 +335,8 @@ def _mixed_mode(args) -> int:
     mixed = read_touchstone(args.source).to_mixed_mode(pairs=pairs, order=args.order)
     modes = [f"D{k + 1}=({p},{n})" for k, (p, n) in enumerate(mixed.pairs)]
     modes += [f"C{k + 1}=({p},{n})" for k, (p, n) in enumerate(mixed.pairs)]
-    network = mixed.to_network()
-    from .network import Network
-
-    network = Network(network.f, network.s, network.z0, name=network.name,
-                      comments=["mixed-mode S-parameters; ports in order: " + " ".join(modes)])
+    network = mixed.to_network(
+        comments=["mixed-mode S-parameters; ports in order: " + " ".join(modes)])
     write_touchstone(network, args.output, fmt=args.fmt,
                      version=2 if not args.output.lower().endswith(".ts") else None)
     print(f"{args.output}: {' '.join(modes)}")

@@ -192,11 +192,12 @@ class MixedModeNetwork:
         """Common to common."""
         return self.s[:, self.npairs:, self.npairs:]
 
-    def to_network(self) -> Network:
+    def to_network(self, *, comments=()) -> Network:
         """The mixed-mode matrix as a Network on the modes' references
-        (ports D1..DN, C1..CN), for writing or cascading mode by mode."""
+        (ports D1..DN, C1..CN), for writing or cascading mode by mode;
+        ``comments`` become the comment lines of a file written from it."""
         return Network._from_arrays(self.f.copy(), self.s.copy(), self.z0.copy(),
-                                    name=self.name)
+                                    name=self.name, comments=tuple(comments))
 
 
 def _pairs(net: Network, pairs, order) -> tuple:

@@ -30,6 +30,12 @@ _MIXED = re.compile(r"^S(DD|DC|CD|CC)(\d)(\d)$")
 
 def parameter(network: Network, name: str, *, order=None) -> np.ndarray:
     """The trace named ``name`` of ``network`` (complex, shape (nf,))."""
+    return _trace(network, name, order, {})
+
+
+def _trace(network: Network, name: str, order, mixed_cache: dict) -> np.ndarray:
+    """:func:`parameter`, with the mixed-mode matrices of the networks kept in
+    ``mixed_cache`` (by id) so that each network is converted once."""
     if not isinstance(network, Network):
         raise TypeError(f"network must be a Network, got {type(network).__name__}")
     text = name.strip().upper()
@@ -45,7 +51,9 @@ def parameter(network: Network, name: str, *, order=None) -> np.ndarray:
         if not hasattr(network, "to_mixed_mode"):
             raise ValueError(f"{name}: mixed-mode parameters need Network.to_mixed_mode")
         block, i, j = mixed.group(1), int(mixed.group(2)), int(mixed.group(3))
-        mm = network.to_mixed_mode(order=order)
+        mm = mixed_cache.get(id(network))
+        if mm is None:
+            mm = mixed_cache[id(network)] = network.to_mixed_mode(order=order)
         values = getattr(mm, "s" + block.lower())
         if not (1 <= i <= values.shape[1] and 1 <= j <= values.shape[2]):
             raise ValueError(f"{name}: the network has mixed-mode pairs 1..{values.shape[1]}")
@@ -95,7 +103,8 @@ def plot_network(networks, params, *, kinds=("db",), order=None, title=None):
     for kind in kinds:
         if kind not in _KINDS:
             raise ValueError(f"kind {kind!r} is none of {', '.join(_KINDS)}")
-    traces = [(net, name, parameter(net, name, order=order)) for net in nets for name in names]
+    mixed_cache: dict = {}
+    traces = [(net, name, _trace(net, name, order, mixed_cache)) for net in nets for name in names]
     figure, axes = plt.subplots(len(kinds), 1, sharex=True, squeeze=False,
                                 figsize=(7.0, 2.6 + 2.2 * len(kinds)))
     for axis, kind in zip(axes[:, 0], kinds):
