@@ -105,6 +105,19 @@ floating_dfe
     Tap positions, weights and limits of a floating-tap decision-feedback
     equaliser.
 
+Equalisation of pulse responses
+-------------------------------
+Pulse responses sampled ``samples_per_ui`` times per unit interval (V/V).
+
+apply_ffe
+    Transmitter feed-forward equaliser (taps one UI apart).
+apply_ctle, ctle_family
+    The CTLE of td_ctle set by its gain at 0 Hz, for one gain or several.
+sample_cursors, Cursors
+    Cursors at the pulse peak or at the hula-hoop centre.
+apply_dfe, DfeResult
+    Ideal decision-feedback equaliser on cursors, fixed and floating taps.
+
 Networks and Touchstone files
 -----------------------------
 Network
@@ -151,18 +164,21 @@ from .network_ops import MixedModeNetwork, from_mixed_mode
 from .numeric import conv, filter_signal, kron, mod, unwrap
 from .plots import plot_network, save_plot
 from .polynomial import poly, polyfit, polyval
+from .pulse_eq import Cursors, DfeResult, apply_ctle, apply_dfe, apply_ffe, ctle_family, sample_cursors
 from .special import erfcinv
 from .statistics import eval_std, median, norm
 from .touchstone import TouchstoneError, read_touchstone, write_touchstone
 
 __all__ = [
-    "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
-    "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "erfcinv", "eval_std",
+    "Cursors", "DfeResult", "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
+    "apply_ctle", "apply_dfe", "apply_ffe",
+    "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "ctle_family",
+    "erfcinv", "eval_std",
     "filter_signal", "floating_dfe", "from_mixed_mode", "get_butterworth_tf", "interp_cubic",
     "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
     "interp_sparam", "kron", "line", "linear_interp_c", "make_package",
     "median", "mod", "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-    "plot_network", "poly", "polyfit", "polyval", "read_touchstone", "save_plot", "synth_tline", "td_ctle", "unwrap",
+    "plot_network", "poly", "polyfit", "polyval", "read_touchstone", "sample_cursors", "save_plot", "synth_tline", "td_ctle", "unwrap",
     "write_touchstone", "xtalk_noise_step",
 ]
 

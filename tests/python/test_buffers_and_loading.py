@@ -15,13 +15,15 @@ WRAPPERS = [zefra_tdr.median, zefra_tdr.eval_std, zefra_tdr.norm]
 
 def test_package_exports():
     assert sorted(zefra_tdr.__all__) == [
-        "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
-        "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "erfcinv",
+        "Cursors", "DfeResult", "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
+        "apply_ctle", "apply_dfe", "apply_ffe",
+        "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "ctle_family",
+        "erfcinv",
         "eval_std", "filter_signal", "floating_dfe", "from_mixed_mode", "get_butterworth_tf", "interp_cubic",
         "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
         "interp_sparam", "kron", "line", "linear_interp_c", "make_package", "median", "mod",
         "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-        "plot_network", "poly", "polyfit", "polyval", "read_touchstone", "save_plot",
+        "plot_network", "poly", "polyfit", "polyval", "read_touchstone", "sample_cursors", "save_plot",
         "synth_tline", "td_ctle", "unwrap", "write_touchstone", "xtalk_noise_step"]
     for name in zefra_tdr.__all__:
         assert getattr(zefra_tdr, name).__doc__
