@@ -10,6 +10,7 @@ packages=(
   python3-hypothesis python3-matplotlib python3-scikit-rf
   g++-mingw-w64-x86-64 wine64 binutils-mingw-w64-x86-64
   clang-14 libclang-rt-14-dev
+  libkissfft-dev
 )
 missing=()
 for p in "${packages[@]}"; do

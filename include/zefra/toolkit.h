@@ -21,6 +21,7 @@
 #include "zefra/version.h"
 #include "zefra/toolkit/common.h"
 #include "zefra/toolkit/touchstone.h"
+#include "zefra/toolkit/pulse.h"
 
 #ifdef __cplusplus
 extern "C" {
