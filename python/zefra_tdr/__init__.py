@@ -118,6 +118,17 @@ sample_cursors, Cursors
 apply_dfe, DfeResult
     Ideal decision-feedback equaliser on cursors, fixed and floating taps.
 
+Pulse responses (docs/pulse.md)
+-------------------------------
+pulse_response, PulseResponse, PulseDiagnostics
+    Impulse, step and pulse of a terminated through (single-ended or
+    differential) from S-parameters, with DC, causality, wrap-around,
+    band-edge and passivity diagnostics, through the toolkit library.
+equalize, EqualizedPulse, CtleSetting
+    CTLE, Tx FFE, cursor sampling and DFE on a pulse response.
+plot_pulse, save_pulse_plot
+    The pulse with its cursors and the DFE-cancelled part shaded.
+
 Networks and Touchstone files
 -----------------------------
 Network
@@ -164,12 +175,17 @@ from .network_ops import MixedModeNetwork, from_mixed_mode
 from .numeric import conv, filter_signal, kron, mod, unwrap
 from .plots import plot_network, save_plot
 from .polynomial import poly, polyfit, polyval
+from .equalized import CtleSetting, EqualizedPulse, equalize
+from .plots_time import plot_pulse, save_pulse_plot
+from .pulse import PulseDiagnostics, PulseResponse, pulse_response
 from .pulse_eq import Cursors, DfeResult, apply_ctle, apply_dfe, apply_ffe, ctle_family, sample_cursors
 from .special import erfcinv
 from .statistics import eval_std, median, norm
 from .touchstone import TouchstoneError, read_touchstone, write_touchstone
 
 __all__ = [
+    "CtleSetting", "EqualizedPulse", "PulseDiagnostics", "PulseResponse", "equalize",
+    "plot_pulse", "pulse_response", "save_pulse_plot",
     "Cursors", "DfeResult", "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
     "apply_ctle", "apply_dfe", "apply_ffe",
     "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "ctle_family",

@@ -234,6 +234,21 @@ TOOLKIT_SIGNATURES: dict[str, tuple[object, list[object]]] = {
         _c_int32, _c_int32, _c_int32, _c_int32,        # format, unit, version, digits
         ctypes.c_char_p, _c_int32,                     # message, messageSize
     ]),
+    # Pulse responses (zefra/toolkit/pulse.h); the options and diagnostics
+    # structures are passed by address.
+    "zefra_tk_pulse_default_options": (None, [ctypes.c_void_p]),
+    "zefra_tk_pulse_response": (_c_int32, [
+        _c_int64, _c_double_p, _c_double_p, _c_double_p,  # points, f, s (complex), z0
+        ctypes.c_void_p, ctypes.POINTER(_network_p),     # options, pulse (out)
+        ctypes.c_char_p, _c_int32,                       # message, messageSize
+    ]),
+    "zefra_tk_pulse_free": (None, [_network_p]),
+    "zefra_tk_pulse_length": (_c_int64, [_network_p]),
+    "zefra_tk_pulse_copy": (None, [
+        _network_p, _c_double_p, _c_double_p, _c_double_p, _c_double_p,  # t, impulse, step, pulse
+    ]),
+    "zefra_tk_pulse_copy_transfer": (None, [_network_p, _c_double_p]),   # h (complex)
+    "zefra_tk_pulse_diagnostics_of": (None, [_network_p, ctypes.c_void_p]),
 }
 
 

@@ -377,6 +377,10 @@ def _plot(args) -> int:
     return EXIT_OK
 
 
+# Commands kept in modules of their own register themselves on import.
+from . import cli_pulse  # noqa: E402,F401  (zefra-tdr pulse)
+
+
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="zefra-tdr",
@@ -395,11 +399,25 @@ def _parser() -> argparse.ArgumentParser:
     return parser
 
 
+def _attach_negative_values(argv: list[str]) -> list[str]:
+    """"--ffe -0.1,0.8,-0.1" as "--ffe=-0.1,0.8,-0.1": argparse would take a
+    value that starts with '-' and is not a plain number for an option.  No
+    option of the command starts with '-' and a digit or a dot."""
+    out: list[str] = []
+    for word in argv:
+        if (out and out[-1].startswith("--") and "=" not in out[-1] and len(word) > 1
+                and word[0] == "-" and (word[1].isdigit() or word[1] == ".")):
+            out[-1] = f"{out[-1]}={word}"
+        else:
+            out.append(word)
+    return out
+
+
 def main(argv: list[str] | None = None) -> int:
     """Run the command line ``argv`` (default ``sys.argv[1:]``); return the
     exit status."""
     parser = _parser()
-    args = parser.parse_args(argv)
+    args = parser.parse_args(_attach_negative_values(sys.argv[1:] if argv is None else argv))
     try:
         if args.version:
             from . import __version__

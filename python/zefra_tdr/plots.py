@@ -19,9 +19,9 @@ from .network import Network
 
 __all__ = ["parameter", "plot_network", "register_kind", "save_plot"]
 
-# Kinds of panel: name -> (y-axis label, function(f_hz, trace) -> values).
-# register_kind adds one; the time-domain views (a TDR impedance profile,
-# step and pulse responses) arrive with the pulse-response tools through it.
+# Kinds of panel: name -> (y-axis label, curve, x domain).  register_kind adds
+# one; the time-domain views (step response, TDR impedance profile) are
+# registered by plots_time.
 _KINDS: dict = {}
 
 _SINGLE = re.compile(r"^S(\d)(\d)$|^S(\d+),(\d+)$")
@@ -30,11 +30,12 @@ _MIXED = re.compile(r"^S(DD|DC|CD|CC)(\d)(\d)$")
 
 def parameter(network: Network, name: str, *, order=None) -> np.ndarray:
     """The trace named ``name`` of ``network`` (complex, shape (nf,))."""
-    return _trace(network, name, order, {})
+    return _trace(network, name, order, {})[0]
 
 
-def _trace(network: Network, name: str, order, mixed_cache: dict) -> np.ndarray:
-    """:func:`parameter`, with the mixed-mode matrices of the networks kept in
+def _trace(network: Network, name: str, order, mixed_cache: dict) -> tuple:
+    """:func:`parameter` and the reference (ohms) of the port the trace is
+    driven from, with the mixed-mode matrices of the networks kept in
     ``mixed_cache`` (by id) so that each network is converted once."""
     if not isinstance(network, Network):
         raise TypeError(f"network must be a Network, got {type(network).__name__}")
@@ -45,7 +46,7 @@ def _trace(network: Network, name: str, order, mixed_cache: dict) -> np.ndarray:
         n = network.nports
         if not (1 <= i <= n and 1 <= j <= n):
             raise ValueError(f"{name}: {network.name or 'the network'} has ports 1..{n}")
-        return network.s[:, i - 1, j - 1]
+        return network.s[:, i - 1, j - 1], float(network.z0[j - 1])
     mixed = _MIXED.match(text)
     if mixed:
         if not hasattr(network, "to_mixed_mode"):
@@ -57,14 +58,21 @@ def _trace(network: Network, name: str, order, mixed_cache: dict) -> np.ndarray:
         values = getattr(mm, "s" + block.lower())
         if not (1 <= i <= values.shape[1] and 1 <= j <= values.shape[2]):
             raise ValueError(f"{name}: the network has mixed-mode pairs 1..{values.shape[1]}")
-        return values[:, i - 1, j - 1]
+        offset = 0 if block[1] == "D" else mm.npairs
+        return values[:, i - 1, j - 1], float(mm.z0[offset + j - 1])
     raise ValueError(f"{name!r} is not a parameter name such as 'S21', 'S12,3' or 'SDD21'")
 
 
-def register_kind(name: str, label: str, curve) -> None:
-    """Adds a kind of panel: ``curve(f_hz, trace) -> values`` plotted
-    against frequency in GHz with the y-axis ``label``."""
-    _KINDS[name] = (label, curve)
+def register_kind(name: str, label: str, curve, *, domain: str = "frequency") -> None:
+    """Adds a kind of panel with the y-axis ``label``.
+
+    ``domain="frequency"``: ``curve(f_hz, trace) -> values``, plotted
+    against frequency in GHz.  ``domain="time"``: ``curve(f_hz, trace,
+    z0_ohm) -> (t_s, values)``, plotted against time in ns; ``z0_ohm`` is
+    the reference of the port the trace is driven from."""
+    if domain not in ("frequency", "time"):
+        raise ValueError(f"domain = {domain!r}: expected 'frequency' or 'time'")
+    _KINDS[name] = (label, curve, domain)
 
 
 def _db(f: np.ndarray, trace: np.ndarray) -> np.ndarray:
@@ -104,17 +112,25 @@ def plot_network(networks, params, *, kinds=("db",), order=None, title=None):
         if kind not in _KINDS:
             raise ValueError(f"kind {kind!r} is none of {', '.join(_KINDS)}")
     mixed_cache: dict = {}
-    traces = [(net, name, _trace(net, name, order, mixed_cache)) for net in nets for name in names]
-    figure, axes = plt.subplots(len(kinds), 1, sharex=True, squeeze=False,
+    traces = [(net, name, *_trace(net, name, order, mixed_cache))
+              for net in nets for name in names]
+    domains = {_KINDS[kind][2] for kind in kinds}
+    figure, axes = plt.subplots(len(kinds), 1, sharex=len(domains) == 1, squeeze=False,
                                 figsize=(7.0, 2.6 + 2.2 * len(kinds)))
     for axis, kind in zip(axes[:, 0], kinds):
-        for net, name, trace in traces:
+        label_y, curve, domain = _KINDS[kind]
+        for net, name, trace, z0 in traces:
             label = f"{net.name} {name.upper()}" if len(nets) > 1 and net.name else name.upper()
-            axis.plot(net.f / 1e9, _KINDS[kind][1](net.f, trace), label=label, linewidth=1.2)
-        axis.set_ylabel(_KINDS[kind][0])
+            if domain == "time":
+                t, values = curve(net.f, trace, z0)
+                axis.plot(t * 1e9, values, label=label, linewidth=1.2)
+            else:
+                axis.plot(net.f / 1e9, curve(net.f, trace), label=label, linewidth=1.2)
+        axis.set_ylabel(label_y)
         axis.grid(True, alpha=0.35)
         axis.legend(loc="best", fontsize="small")
-    axes[-1, 0].set_xlabel("Frequency (GHz)")
+        if len(domains) > 1 or axis is axes[-1, 0]:
+            axis.set_xlabel("Time (ns)" if domain == "time" else "Frequency (GHz)")
     if title:
         axes[0, 0].set_title(title)
     figure.tight_layout()
@@ -137,3 +153,7 @@ def save_plot(networks, params, path, *, kinds=("db",), order=None, title=None,
         figure.savefig(path, dpi=dpi)
     finally:
         plt.close(figure)
+
+
+# The time-domain kinds ("step", "tdr") register themselves on import.
+from . import plots_time  # noqa: E402,F401

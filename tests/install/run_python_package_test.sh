@@ -80,6 +80,23 @@ b = zefra_tdr.read_touchstone("amp_ri.s2p")
 assert np.array_equal(a.f, b.f) and np.array_equal(a.s, b.s) and np.array_equal(a.z0, b.z0)
 assert np.array_equal(a.noise.rn_ohm, b.noise.rn_ohm)
 PY
+echo "== zefra-tdr pulse, from the installed package"
+"$work/venv/bin/python" - <<'PY'
+import numpy as np, zefra_tdr
+f = np.arange(1, 2001) * 2.5e7
+zefra_tdr.write_touchstone(zefra_tdr.line(f, length=50.0, delay_ns_per_unit=0.0066,
+                                          loss_np_per_unit=(0.0, 0.002, 0.001)), "line.s2p")
+PY
+"$work/venv/bin/zefra-tdr" pulse line.s2p --baud 25e9 --samples-per-ui 16 --ffe -0.1,0.8,-0.1 \
+  --dfe 2 --json pulse.json > pulse.txt || fail "zefra-tdr pulse failed"
+grep -q "non-causal" pulse.txt || fail "zefra-tdr pulse printed no diagnostics: $(cat pulse.txt)"
+"$work/venv/bin/python" - <<'PY'
+import json
+report = json.load(open("pulse.json"))
+assert report["dfe"]["positions"] == [1, 2], report["dfe"]
+assert report["diagnostics"]["dc_policy"] == "extrapolate", report["diagnostics"]
+assert report["warnings"] == [], report["warnings"]
+PY
 printf '# GHz S RI R 50\n1 0.5 0.1\n0.5 0.2 0.1\n' > unordered.s1p
 set +e
 "$work/venv/bin/zefra-tdr" info unordered.s1p > out.txt 2> err.txt

@@ -15,15 +15,17 @@ WRAPPERS = [zefra_tdr.median, zefra_tdr.eval_std, zefra_tdr.norm]
 
 def test_package_exports():
     assert sorted(zefra_tdr.__all__) == [
-        "Cursors", "DfeResult", "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
+        "CtleSetting", "Cursors", "DfeResult", "EqualizedPulse", "MixedModeNetwork", "Network",
+        "NoiseData", "PulseDiagnostics", "PulseResponse", "TouchstoneError",
         "apply_ctle", "apply_dfe", "apply_ffe",
         "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "ctle_family",
-        "erfcinv",
+        "equalize", "erfcinv",
         "eval_std", "filter_signal", "floating_dfe", "from_mixed_mode", "get_butterworth_tf", "interp_cubic",
         "interp_linear", "interp_linear_extrap", "interp_linear_extrap_complex",
         "interp_sparam", "kron", "line", "linear_interp_c", "make_package", "median", "mod",
         "norm", "package", "pdf_from_sampled_signal", "pdf_from_sampled_signal_800g",
-        "plot_network", "poly", "polyfit", "polyval", "read_touchstone", "sample_cursors", "save_plot",
+        "plot_network", "plot_pulse", "poly", "polyfit", "polyval", "pulse_response",
+        "read_touchstone", "sample_cursors", "save_plot", "save_pulse_plot",
         "synth_tline", "td_ctle", "unwrap", "write_touchstone", "xtalk_noise_step"]
     for name in zefra_tdr.__all__:
         assert getattr(zefra_tdr, name).__doc__

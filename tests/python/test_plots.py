@@ -75,5 +75,5 @@ def test_a_registered_kind_gets_its_own_labelled_panel():
     import matplotlib.pyplot as plt
 
     plt.close(figure)
-    with pytest.raises(ValueError, match="none of db, phase, delay, linear"):
-        zefra_tdr.plot_network(net, ["S21"], kinds=("tdr",))
+    with pytest.raises(ValueError, match="none of db, phase, delay, step, tdr, linear"):
+        zefra_tdr.plot_network(net, ["S21"], kinds=("eye",))

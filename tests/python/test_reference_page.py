@@ -170,6 +170,7 @@ def _noisy_two_port():
 TOOLKIT_CALLS = {
     "write_touchstone": lambda f, folder: f(_noisy_two_port(), folder / "a.s2p"),
     "read_touchstone": lambda f, folder: f(folder / "b.s2p"),
+    "pulse_response": lambda f, folder: f(_noisy_two_port(), baud_hz=1e9, samples_per_ui=4),
 }
 
 

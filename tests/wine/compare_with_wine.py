@@ -13,7 +13,9 @@
    atan2 differ between C runtimes).
 3. Without interp_Sparam.dll beside it, Zefra_TDR_Helpers.dll fails to load.
 4. zefra_toolkit.dll exports only its C API (the zefra_tk_ functions,
-   undecorated) and imports only Windows system DLLs.
+   undecorated) and imports only Windows system DLLs and, for the pulse
+   response's resampling, zefra_interp_Sparam_C from interp_Sparam.dll
+   (shipped beside it).
 5. Touchstone files read under Wine give the bits the Linux build gives:
    an RI file of several chunks and many batches (the file reading, the
    worker threads and the page blocks of the Windows code), and a file
@@ -148,8 +150,11 @@ def main():
     toolkit_names = export_names(toolkit)
     check(toolkit_names and all(re.fullmatch(r"zefra_tk_[a-z0-9_]+", n) for n in toolkit_names),
           f"zefra_toolkit.dll exports {toolkit_names}")
-    toolkit_imports = {d.lower() for d in imported(toolkit)}
+    toolkit_imported = imported(toolkit)
+    toolkit_imports = {d.lower() for d in toolkit_imported} - {"interp_sparam.dll"}
     check(toolkit_imports <= SYSTEM_DLLS, f"zefra_toolkit.dll imports {sorted(toolkit_imports)}")
+    check(set(toolkit_imported.get("interp_Sparam.dll", [])) <= {"zefra_interp_Sparam_C"},
+          f"zefra_toolkit.dll imports from interp_Sparam.dll: {toolkit_imported}")
 
     # 2. Every export under Wine against the Linux build.
     folder = os.path.dirname(os.path.abspath(a.windows_host))
@@ -220,6 +225,7 @@ def main():
                                     text=True, env=env, cwd=files, timeout=300)
             shutil.copy2(a.windows_touchstone_host, files)
             shutil.copy2(a.toolkit_dll, files)
+            shutil.copy2(a.sibling_dll, files)  # the toolkit imports its resampler
             windows = run_wine(a.wine, os.path.join(files, os.path.basename(
                 a.windows_touchstone_host)), [name], files)
             check(native.returncode == 0 and windows.returncode == 0,
