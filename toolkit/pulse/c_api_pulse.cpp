@@ -2,7 +2,6 @@
 // pipeline reports a broken rule as InputError and a failed allocation as
 // std::bad_alloc; here they become status codes and one-line messages, and
 // no exception crosses the C API.
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "pulse/pulse_response.h"
+#include "core/c_api_message.h"
 #include "zefra/toolkit.h"
 
 struct zefra_tk_pulse {
@@ -21,13 +21,7 @@ struct zefra_tk_pulse {
 
 namespace {
 
-void copyMessage(const std::string& text, char* message, int32_t messageSize) {
-  if (message != nullptr && messageSize > 0) {
-    const auto length = std::min(text.size(), static_cast<std::size_t>(messageSize - 1));
-    std::memcpy(message, text.data(), length);
-    message[length] = '\0';
-  }
-}
+using zefra::tk::copyMessage;
 
 }  // namespace
 

@@ -2,7 +2,6 @@
 // Failures inside the reader are exceptions; here they become status codes
 // and one-line messages, and no exception crosses the C API.
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -12,6 +11,7 @@
 #include "touchstone/network.h"
 #include "touchstone/parse_error.h"
 #include "touchstone/reader.h"
+#include "core/c_api_message.h"
 #include "zefra/toolkit.h"
 
 struct zefra_tk_network {
@@ -20,13 +20,7 @@ struct zefra_tk_network {
 
 namespace {
 
-void copyMessage(const std::string& text, char* message, int32_t messageSize) {
-  if (message != nullptr && messageSize > 0) {
-    const auto length = std::min(text.size(), static_cast<std::size_t>(messageSize - 1));
-    std::memcpy(message, text.data(), length);
-    message[length] = '\0';
-  }
-}
+using zefra::tk::copyMessage;
 
 // Runs `read` (which returns a Network) and hands the result out.
 template <typename Read>

@@ -1,8 +1,8 @@
 // zefra_tk_touchstone_write: the arguments gathered for the writer, its
 // message copied into the caller's buffer.
-#include <algorithm>
 #include <string>
 
+#include "core/c_api_message.h"
 #include "touchstone/writer.h"
 #include "zefra/toolkit.h"
 
@@ -19,10 +19,6 @@ zefra_tk_status zefra_tk_touchstone_write(const char* path, int32_t ports, int64
   const zefra::tk::WriteOptions options{format, unit, version, digits};
   std::string text;
   const zefra_tk_status status = zefra::tk::writeTouchstone(path, network, options, text);
-  if (message != nullptr && messageSize > 0) {
-    const auto length = std::min(text.size(), static_cast<std::size_t>(messageSize - 1));
-    std::copy_n(text.data(), length, message);
-    message[length] = '\0';
-  }
+  zefra::tk::copyMessage(text, message, messageSize);
   return status;
 }
