@@ -37,17 +37,13 @@ def trace_step(f_hz, trace, z0_ohm=50.0):
     return response.t[start:], 2.0 * response.step[start:]
 
 
-def _step_curve(f, trace, z0):
-    return trace_step(f, trace, z0)
-
-
 def _tdr_curve(f, trace, z0):
     t, rho = trace_step(f, trace, z0)
     with np.errstate(divide="ignore", invalid="ignore"):
         return t, z0 * (1.0 + rho) / (1.0 - rho)
 
 
-register_kind("step", "Step response (V/V)", _step_curve, domain="time")
+register_kind("step", "Step response (V/V)", trace_step, domain="time")
 register_kind("tdr", "Impedance (ohm)", _tdr_curve, domain="time")
 
 

@@ -162,3 +162,20 @@ def test_an_open_load_doubles_a_matched_line():
                        load_ohm=math.inf)
     # Open load: H = S21 (1 - 0)(1 + 1) / 2 = S21 = 1 at DC.
     assert r.diagnostics.dc_value == pytest.approx(1.0, abs=1e-15)
+
+
+@pytest.mark.parametrize("pairs, message", [
+    (((1, 5), (3, 4)), "port 5 of pairs"),
+    (((1, 1), (3, 4)), "a pair joins two different ports"),
+    (((1, 2), (3,)), "pairs must be \\(\\(p_in, n_in\\), \\(p_out, n_out\\)\\)"),
+])
+def test_bad_differential_pairs_are_refused(pairs, message):
+    net = Network(np.linspace(1e8, 1e10, 5), np.zeros((5, 4, 4)))
+    with pytest.raises(ValueError, match=message):
+        two_port_of(net, pairs=pairs)
+
+
+def test_pairs_of_unequal_references_are_refused():
+    net = Network(np.linspace(1e8, 1e10, 5), np.zeros((5, 4, 4)), [50.0, 40.0, 50.0, 50.0])
+    with pytest.raises(ValueError, match="renormalize"):
+        two_port_of(net, order="1-3/2-4")
