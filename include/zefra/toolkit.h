@@ -22,6 +22,7 @@
 #include "zefra/toolkit/common.h"
 #include "zefra/toolkit/touchstone.h"
 #include "zefra/toolkit/pulse.h"
+#include "zefra/toolkit/eye.h"
 
 #ifdef __cplusplus
 extern "C" {
