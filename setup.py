@@ -137,6 +137,8 @@ setup(
     version=project_version(),
     package_dir={"": "python"},
     packages=["zefra_tdr"],
+    # The default channel's Touchstone file (zefra_tdr.default_channel_path()).
+    package_data={"zefra_tdr": ["data/*.s4p"]},
     ext_modules=[CMakeLibraries()],
     cmdclass=cmdclass,
     options={"build": {"build_base": "build/python"}},

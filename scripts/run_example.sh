@@ -3,8 +3,9 @@
 # package into .venv (offline: Debian's numpy, no PyPI), then runs
 #   - the example host program, which loads the C library by name and
 #     prints the results of real calls;
-#   - the zefra-tdr command: its version, and a Touchstone file described
-#     and converted;
+#   - the zefra-tdr command: its version, a Touchstone file described and
+#     converted, and the statistical eye of the shipped default channel
+#     after the equaliser search (margin table, plots and JSON);
 #   - the Python example.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -28,6 +29,10 @@ converted=$(mktemp -d)/amplifier_ri.s2p
 .venv/bin/zefra-tdr convert "$example" "$converted" --fmt ri --unit hz
 echo "converted to RI in Hz: $converted"
 .venv/bin/zefra-tdr info "$converted" | head -3
+
+echo "==== zefra-tdr link default: statistical eye of the shipped channel"
+link_out=$(mktemp -d)
+.venv/bin/zefra-tdr link default --plots "$link_out" --json "$link_out/link.json"
 
 echo "==== Python"
 .venv/bin/python examples/python_demo.py

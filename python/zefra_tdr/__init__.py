@@ -129,6 +129,31 @@ equalize, EqualizedPulse, CtleSetting
 plot_pulse, save_pulse_plot
     The pulse with its cursors and the DFE-cancelled part shaded.
 
+Statistical eye (docs/eye.md)
+-----------------------------
+statistical_eye, StatisticalEye, Aggressor
+    The BER map of every eye of an M-PAM link from its pulse response:
+    exact ISI and crosstalk densities on a lattice, Gaussian noise and
+    dual-Dirac jitter, through the toolkit library (conventions in
+    ``zefra_tdr.stat_eye.CONVENTIONS``).
+EyeReadout, EyeFigures
+    Its read-out at a target BER: eye heights and widths, contours,
+    bathtubs, eye area.
+search_equalizer, SearchResult, Candidate, EyeDfe, ffe_grid
+    Exhaustive CTLE x Tx FFE search on the worst eye's height, with a
+    fixed and floating DFE.
+
+The default link (docs/eye.md)
+------------------------------
+default_channel, default_channel_path
+    The differential 4-port shipped with the package (package, 200 mm
+    line, package; 53.125 GBd PAM4) and the path of its Touchstone file.
+plot_statistical_eye, plot_vertical_bathtub, plot_horizontal_bathtub
+    A statistical eye's BER map with its contours, and its bathtubs.
+plot_channel_loss, save_link_plots
+    A through's |S21| with the Nyquist frequency and band; the four
+    figures of ``zefra-tdr link``.
+
 Networks and Touchstone files
 -----------------------------
 Network
@@ -177,6 +202,11 @@ from .plots import plot_network, save_plot
 from .polynomial import poly, polyfit, polyval
 from .equalized import CtleSetting, EqualizedPulse, equalize
 from .plots_time import plot_pulse, save_pulse_plot
+from .default_channel import default_channel, default_channel_path
+from .eye_search import Candidate, EyeDfe, SearchResult, ffe_grid, search_equalizer
+from .stat_eye import Aggressor, EyeFigures, EyeReadout, StatisticalEye, statistical_eye
+from .plots_eye import (plot_channel_loss, plot_horizontal_bathtub, plot_statistical_eye,
+                        plot_vertical_bathtub, save_link_plots)
 from .pulse import PulseDiagnostics, PulseResponse, pulse_response
 from .pulse_eq import Cursors, DfeResult, apply_ctle, apply_dfe, apply_ffe, ctle_family, sample_cursors
 from .special import erfcinv
@@ -186,6 +216,10 @@ from .touchstone import TouchstoneError, read_touchstone, write_touchstone
 __all__ = [
     "CtleSetting", "EqualizedPulse", "PulseDiagnostics", "PulseResponse", "equalize",
     "plot_pulse", "pulse_response", "save_pulse_plot",
+    "default_channel", "default_channel_path", "plot_channel_loss", "plot_horizontal_bathtub",
+    "plot_statistical_eye", "plot_vertical_bathtub", "save_link_plots",
+    "Aggressor", "EyeFigures", "EyeReadout", "StatisticalEye", "statistical_eye",
+    "Candidate", "EyeDfe", "SearchResult", "ffe_grid", "search_equalizer",
     "Cursors", "DfeResult", "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
     "apply_ctle", "apply_dfe", "apply_ffe",
     "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "ctle_family",

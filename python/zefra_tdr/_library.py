@@ -249,6 +249,38 @@ TOOLKIT_SIGNATURES: dict[str, tuple[object, list[object]]] = {
     ]),
     "zefra_tk_pulse_copy_transfer": (None, [_network_p, _c_double_p]),   # h (complex)
     "zefra_tk_pulse_diagnostics_of": (None, [_network_p, ctypes.c_void_p]),
+    # Statistical eye (zefra/toolkit/eye.h); the input, options, figures and
+    # DFE structures are passed by address, an eye is an opaque pointer.
+    "zefra_tk_eye_default_options": (None, [ctypes.c_void_p]),
+    "zefra_tk_eye_compute": (_c_int32, [
+        ctypes.c_void_p, ctypes.c_void_p,                # input, options
+        ctypes.POINTER(_network_p),                      # eye (out)
+        ctypes.c_char_p, _c_int32,                       # message, messageSize
+    ]),
+    "zefra_tk_eye_free": (None, [_network_p]),
+    "zefra_tk_eye_shape": (None, [
+        _network_p, ctypes.POINTER(_c_int32),            # eye, eyes
+        ctypes.POINTER(_c_int64), ctypes.POINTER(_c_int64),  # phases, voltages
+    ]),
+    "zefra_tk_eye_copy": (None, [
+        _network_p, _c_double_p, _c_double_p,            # phasesUi, voltagesV
+        _c_double_p, _c_double_p,                        # ber, mainCursorV
+    ]),
+    "zefra_tk_eye_readout": (_c_int32, [
+        _network_p, _c_int32, ctypes.c_double,           # eye, eyeIndex, targetBer
+        ctypes.c_void_p,                                 # figures (out)
+        *[_c_double_p] * 5,                              # heightV, contourLowV, contourHighV,
+                                                         # bathtubMin, bathtubAtThreshold
+        ctypes.c_char_p, _c_int32,                       # message, messageSize
+    ]),
+    "zefra_tk_eye_search": (_c_int32, [
+        _c_double_p, _c_int32, _c_int64, _c_int32,       # victims, rxCount, length, Ns
+        _c_double_p, ctypes.c_void_p, _c_int32,          # aggressorPulses, modes, count
+        _c_double_p, _c_int32, _c_int32, _c_int32,       # ffe, ffeCount, ffeLength, ffeMain
+        ctypes.c_void_p, ctypes.c_void_p,                # dfe, options
+        ctypes.c_double, _c_double_p,                    # targetBer, scores (out)
+        ctypes.c_char_p, _c_int32,                       # message, messageSize
+    ]),
 }
 
 

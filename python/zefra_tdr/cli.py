@@ -379,6 +379,7 @@ def _plot(args) -> int:
 
 # Commands kept in modules of their own register themselves on import.
 from . import cli_pulse  # noqa: E402,F401  (zefra-tdr pulse)
+from . import cli_link  # noqa: E402,F401  (zefra-tdr link)
 
 
 def _parser() -> argparse.ArgumentParser:

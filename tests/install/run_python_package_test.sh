@@ -97,6 +97,21 @@ assert report["dfe"]["positions"] == [1, 2], report["dfe"]
 assert report["diagnostics"]["dc_policy"] == "extrapolate", report["diagnostics"]
 assert report["warnings"] == [], report["warnings"]
 PY
+echo "== zefra-tdr link default, from the installed package (its shipped channel)"
+"$work/venv/bin/zefra-tdr" link default --ctle=-12:-13:1,21.25GHz,21.25GHz,53.125GHz \
+  --ffe pre=-0.1:0:0.1 --json link.json > link.txt || fail "zefra-tdr link default failed"
+grep -q "margin (mV)" link.txt || fail "zefra-tdr link printed no margin table: $(cat link.txt)"
+"$work/venv/bin/python" - "$work/venv" <<'PY'
+import json, sys
+venv = sys.argv[1]
+report = json.load(open("link.json"))
+assert report["inputs"]["thru_file"].startswith(venv), report["inputs"]["thru_file"]
+assert report["inputs"]["thru_file"].endswith("/zefra_tdr/data/default_channel.s4p")
+assert report["inputs"]["levels"] == 4 and report["inputs"]["target_ber"] == 1e-6
+assert len(report["eyes"]) == 3 and report["margin_v"] > 0, report["eyes"]
+assert report["winner"]["score_v"] >= report["runner_up"]["score_v"]
+assert "(1/M)" in report["conventions"]["ber"]
+PY
 printf '# GHz S RI R 50\n1 0.5 0.1\n0.5 0.2 0.1\n' > unordered.s1p
 set +e
 "$work/venv/bin/zefra-tdr" info unordered.s1p > out.txt 2> err.txt
@@ -122,6 +137,7 @@ names = set(zipfile.ZipFile(wheels[0]).namelist())
 for lib in ("libZefra_TDR_Helpers.so", "libinterp_Sparam.so", "libzefra_toolkit.so"):
     assert f"zefra_tdr/_native/{lib}" in names, (lib, sorted(names))
 assert "zefra_tdr/cli.py" in names
+assert "zefra_tdr/data/default_channel.s4p" in names, "the default channel is not in the wheel"
 assert any(n.endswith("entry_points.txt") for n in names)
 PY
 

@@ -159,7 +159,7 @@ typedef struct zefra_tk_eye_figures {
  *       where the phase has no open v (null: skipped)
  *   bathtubMin: out, double[phases], min over v of BER_i(s, v) (null: skipped)
  *   bathtubAtThreshold: out, double[phases], BER_i(s, v*) (null: skipped)
- * Returns ZEFRA_TK_OK or ZEFRA_TK_BAD_INPUT.
+ * Returns ZEFRA_TK_OK, ZEFRA_TK_BAD_INPUT or ZEFRA_TK_NO_MEMORY.
  */
 ZEFRA_TK_API zefra_tk_status zefra_tk_eye_readout(const zefra_tk_eye *eye, int32_t eyeIndex,
                                                   double targetBer,
@@ -189,14 +189,17 @@ typedef struct zefra_tk_eye_dfe {
  * Exhaustive search over (victim pulse after each Rx setting) x (Tx FFE tap
  * vector).  For candidate (c, f):
  *   1. p = victims[c] convolved with the FFE at UI spacing:
- *      p_tx[n] = sum_j ffe[f][j] p[n - (j - ffeMain) Ns];
+ *      p_tx[n] = sum_j ffe[f][j] p[n - (j - ffeMain) Ns], n = 0 .. length-1,
+ *      p taken as 0 outside its array: p_tx keeps the length of p, and what
+ *      a tap shifts past either end is dropped;
  *   2. centre = the largest sample of p_tx (first on ties);
  *   3. the DFE as above on the cursors p_tx[centre + k Ns];
  *   4. the eye with aggressors[c] (the aggressors after the same Rx setting;
  *      the Tx FFE acts on the victim only);
  *   5. score = the smallest heightBestV over the M - 1 eyes at targetBer (the
  *      worst eye), V.
- *   victims: in, double[rxCount * length]
+ *   victims: in, double[rxCount * length], V, finite; rxCount >= 1,
+ *       length 1 .. 2147483647
  *   aggressorPulses: in, double[rxCount * aggressorCount * length] (null when
  *       aggressorCount = 0); the per-aggressor mode and offset come from
  *       aggressorModes
@@ -205,10 +208,18 @@ typedef struct zefra_tk_eye_dfe {
  *   ffe: in, double[ffeCount * ffeLength]; ffeCount = 0: no FFE (one
  *       candidate per Rx setting)
  *   ffeMain: 0 .. ffeLength-1
+ *   dfe: as above, with floatingGroups * tapsPerGroup <= 1048576
  *   options: the eye options; options->threads workers share the candidates
  *       (each eye runs single-threaded)
- *   scores: out, double[rxCount * max(ffeCount, 1)], scores[c * F + f]
- * Returns ZEFRA_TK_OK, ZEFRA_TK_BAD_INPUT or ZEFRA_TK_NO_MEMORY.
+ *   scores: out, double[rxCount * max(ffeCount, 1)], scores[c * F + f];
+ *       written only when the call succeeds
+ * Tap positions whose cursor lies past the end of p_tx are left out (their
+ * d_k would be 0).  The scores are the same bits for any thread count.
+ * Returns ZEFRA_TK_OK, ZEFRA_TK_BAD_INPUT or ZEFRA_TK_NO_MEMORY.  The eye
+ * options other than threads are checked by zefra_tk_eye_compute: when it
+ * (or the read-out) fails for a candidate, the call returns its status and
+ * message prefixed by "candidate (c = .., f = ..): ", the first failing
+ * candidate in scores order.
  */
 ZEFRA_TK_API zefra_tk_status zefra_tk_eye_search(
     const double *victims, int32_t rxCount, int64_t length, int32_t samplesPerUi,
