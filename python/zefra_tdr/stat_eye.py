@@ -33,7 +33,7 @@ from dataclasses import dataclass
 import numpy as np
 
 from ._library import toolkit_function
-from .pulse_eq import DfeResult, sample_cursors
+from .pulse_eq import DfeResult, _waveform, sample_cursors
 
 __all__ = ["CONVENTIONS", "Aggressor", "EyeFigures", "EyeReadout", "StatisticalEye",
            "statistical_eye"]
@@ -139,24 +139,6 @@ def _raise_for(status: int, message) -> None:
 # Argument checks (each message names the argument)
 # ---------------------------------------------------------------------------
 
-def _vector(x, name: str) -> np.ndarray:
-    arr = np.asarray(x)
-    if np.iscomplexobj(arr):
-        raise ValueError(f"{name} must be real, got dtype {arr.dtype}")
-    if arr.ndim != 1:
-        raise ValueError(f"{name} must be one-dimensional, got shape {arr.shape}")
-    if arr.size == 0:
-        raise ValueError(f"{name} is empty")
-    try:
-        arr = np.array(arr, dtype=np.float64)
-    except (TypeError, ValueError) as exc:
-        raise ValueError(f"{name} must hold real numbers ({exc})") from exc
-    bad = np.flatnonzero(~np.isfinite(arr))
-    if bad.size:
-        raise ValueError(f"{name}[{bad[0]}] = {arr[bad[0]]!r} is not finite")
-    return arr
-
-
 def _whole(value, name: str, low: int, high: int = _INT32_MAX) -> int:
     if isinstance(value, (bool, np.bool_)):
         raise ValueError(f"{name} must be an integer, got {value!r}")
@@ -218,7 +200,7 @@ class Aggressor:
     offset_ui: float = 0.0
 
     def __post_init__(self):
-        pulse = _vector(self.pulse, "Aggressor.pulse")
+        pulse = _waveform(self.pulse, "Aggressor.pulse")
         pulse.setflags(write=False)
         object.__setattr__(self, "pulse", pulse)
         if not isinstance(self.synchronous, (bool, np.bool_)):
@@ -255,7 +237,7 @@ def _aggressors(crosstalk) -> tuple[Aggressor, ...]:
     out = []
     for j, item in enumerate(crosstalk):
         out.append(item if isinstance(item, Aggressor)
-                   else Aggressor(_vector(item, f"crosstalk[{j}]")))
+                   else Aggressor(_waveform(item, f"crosstalk[{j}]")))
     return tuple(out)
 
 
@@ -690,7 +672,7 @@ def statistical_eye(pulse, samples_per_ui, *, levels=2, noise_rms=0.0, crosstalk
     MemoryError
         The map does not fit in memory.
     """
-    given = _vector(pulse, "pulse")
+    given = _waveform(pulse, "pulse")
     ns = _whole(samples_per_ui, "samples_per_ui", 1)
     m = _whole(levels, "levels", *_LEVELS)
     sigma = _non_negative(noise_rms, "noise_rms")
