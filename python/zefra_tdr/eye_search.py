@@ -32,9 +32,9 @@ import numpy as np
 from ._library import toolkit_function
 from .equalized import CtleSetting
 from .pulse import PulseResponse
-from .pulse_eq import DfeResult, apply_ctle, apply_dfe, sample_cursors
+from .pulse_eq import DfeResult, _waveform, apply_ctle, apply_dfe, sample_cursors
 from .stat_eye import (_BINS_PER_PEAK, _LEVELS, _MESSAGE_SIZE, Aggressor, StatisticalEye,
-                       _Aggressor, _non_negative, _Options, _raise_for, _target, _vector,
+                       _Aggressor, _non_negative, _Options, _raise_for, _target,
                        _whole, statistical_eye)
 
 __all__ = ["Candidate", "EyeDfe", "SearchResult", "ffe_grid", "search_equalizer"]
@@ -216,7 +216,7 @@ class SearchResult:
     def candidate_pulse(self, response: PulseResponse, candidate: Candidate) -> np.ndarray:
         """The pulse a candidate was scored on: the response's pulse
         (zero-padded to ``length``) through its CTLE, then its FFE, V."""
-        p = _padded(_vector(response.pulse, "response.pulse"), self.length)
+        p = _padded(_waveform(response.pulse, "response.pulse"), self.length)
         if candidate.ctle is not None:
             p = _rx(p, candidate.ctle, response.baud_hz, self.samples_per_ui)
         if candidate.ffe:
@@ -341,7 +341,7 @@ def ffe_grid(pre=(), post=(), *, main=None) -> list[tuple[float, ...]]:
 def _victim(response) -> tuple[np.ndarray, int, float]:
     if not isinstance(response, PulseResponse):
         raise ValueError(f"response must be a PulseResponse, got {type(response).__name__}")
-    return (_vector(response.pulse, "response.pulse"), int(response.samples_per_ui),
+    return (_waveform(response.pulse, "response.pulse"), int(response.samples_per_ui),
             float(response.baud_hz))
 
 
@@ -361,12 +361,12 @@ def _search_aggressors(crosstalk, ns: int, baud_hz: float) -> tuple[Aggressor, .
                                  f"{item.baud_hz} Bd, the victim has {ns} at {baud_hz} Bd")
             out.append(Aggressor(item.pulse))
         else:
-            out.append(Aggressor(_vector(item, f"crosstalk[{j}]")))
+            out.append(Aggressor(_waveform(item, f"crosstalk[{j}]")))
     return tuple(out)
 
 
 def _ffe_vectors(ffe, ffe_main) -> tuple[tuple, int | None]:
-    vectors = tuple(tuple(float(c) for c in _vector(v, f"ffe[{i}]")) for i, v in enumerate(ffe))
+    vectors = tuple(tuple(float(c) for c in _waveform(v, f"ffe[{i}]")) for i, v in enumerate(ffe))
     if not vectors:
         if ffe_main is not None:
             raise ValueError("ffe_main is given but ffe holds no tap vector")
