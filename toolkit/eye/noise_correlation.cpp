@@ -6,7 +6,11 @@
 
 #include "numeric/cpu_features.h"
 
-#if (defined(__x86_64__) || defined(_M_X64)) && (defined(__GNUC__) || defined(__clang__))
+// Not on Windows: there GCC does not align the stack for spilled 256-bit
+// registers, so the AVX form could fault; the baseline form gives the same
+// bits.
+#if (defined(__x86_64__) || defined(_M_X64)) && (defined(__GNUC__) || defined(__clang__)) && \
+    !defined(_WIN32)
 #define ZEFRA_EYE_AVX_FORM 1
 #define ZEFRA_EYE_TARGET_AVX __attribute__((target("avx")))
 #endif
