@@ -583,11 +583,11 @@ def _options(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("--order", choices=("1-3/2-4", "1-2/3-4"), default=None,
                         help="differential through of a 4-port by its numbering (THRU default: "
                              "1-3/2-4)")
-    parser.add_argument("--ctle", default=None, metavar="SPEC",
+    parser.add_argument("--ctle", default=None, metavar="FAMILY",
                         help="Rx CTLE settings searched: DC_DB[:DC_TO:STEP],ZERO,POLE1,POLE2 "
                              "(gain at 0 Hz in dB; frequencies in Hz or with units), or none "
                              "(default: 0:-15:1,baud/2.5,baud/2.5,baud)")
-    parser.add_argument("--ffe", default=None, metavar="SPEC",
+    parser.add_argument("--ffe", default=None, metavar="GRID",
                         help="Tx FFE searched: pre=FROM:TO:STEP,post=FROM:TO:STEP (one item per "
                              "tap; main tap 1 - sum |others|), a tap list C,C,..., or none "
                              f"(default: {_DEFAULT_FFE})")

@@ -3,7 +3,7 @@
  * density of every cursor, crosstalk, Gaussian noise applied analytically,
  * dual-Dirac receiver jitter, the BER map BER_i(phase, v) of every eye, its
  * read-out (eye height and width, contours, bathtubs, eye area) and an
- * exhaustive equaliser search on the eye height.  Part of the channel
+ * exhaustive equaliser search on the eye height.  It belongs to the channel
  * toolkit; include <zefra/toolkit.h>.
  *
  * Model and conventions (docs/eye.md):

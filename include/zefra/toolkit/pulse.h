@@ -1,7 +1,7 @@
 /*
  * Pulse response of a terminated two-port (a single-ended through or a
  * differential mode): impulse, step and pulse on a uniform time grid, with
- * the diagnostics that show whether they can be trusted.  Part of the
+ * the diagnostics that show whether they can be trusted.  It belongs to the
  * channel toolkit; include <zefra/toolkit.h>.
  *
  * The pipeline, in order:
