@@ -62,16 +62,21 @@ def stand_in_pulse() -> np.ndarray:
 # The numpy version of the binned convolution and the noise read-out
 # ---------------------------------------------------------------------------
 
+def split(levels: np.ndarray, h: float, bin_v: float):
+    """Lower lattice points and upper shares of the values a h (linear
+    splitting)."""
+    x = levels * h / bin_v
+    j = np.floor(x)
+    return j.astype(np.int64), x - j
+
+
 def numpy_density(cursors: np.ndarray, levels: np.ndarray, bin_v: float):
     """ISI density on the lattice: (first lattice index, masses); each
     factor convolved in with numpy.convolve."""
     density, first = np.ones(1), 0
     m = levels.size
     for h in cursors:
-        x = levels * h / bin_v
-        j = np.floor(x)
-        frac = x - j
-        j = j.astype(np.int64)
+        j, frac = split(levels, h, bin_v)
         low = int(j.min())
         kernel = np.zeros(int(j.max()) + 2 - low)
         np.add.at(kernel, j - low, (1.0 - frac) / m)
@@ -85,10 +90,7 @@ def numpy_density_slices(cursors: np.ndarray, levels: np.ndarray, bin_v: float):
     density, first = np.ones(1), 0
     m = levels.size
     for h in cursors:
-        x = levels * h / bin_v
-        j = np.floor(x)
-        frac = x - j
-        j = j.astype(np.int64)
+        j, frac = split(levels, h, bin_v)
         low, high = int(j.min()), int(j.max()) + 1
         out = np.zeros(density.size + high - low)
         for jj, f in zip(j - low, frac):

@@ -105,15 +105,8 @@ def plot_vertical_bathtub(eye, target_ber, *, ax=None, readout=None, title=None)
         v, ber = eye.vertical_bathtub(i, figures.best_phase_ui)
         ax.semilogy(np.asarray(v) * 1e3, np.maximum(ber, _FLOOR),
                     label=f"eye {i} at {figures.best_phase_ui:+.3f} UI")
-    ax.axhline(target_ber, color="red", linewidth=1.0, linestyle="--",
-               label=f"target {target_ber:.3g}")
-    ax.set_ylim(_FLOOR, 1.0)
-    ax.set_xlabel("Voltage (mV)")
-    ax.set_ylabel("BER")
-    ax.set_title(title or "Vertical bathtub at the best phase")
-    ax.grid(True, which="major", alpha=0.35)
-    ax.legend(loc="lower right", fontsize="small")
-    return ax
+    return _bathtub_axes(ax, target_ber, "Voltage (mV)",
+                         title or "Vertical bathtub at the best phase", "small")
 
 
 def plot_horizontal_bathtub(eye, target_ber, *, ax=None, title=None):
@@ -126,14 +119,20 @@ def plot_horizontal_bathtub(eye, target_ber, *, ax=None, title=None):
         line, = ax.semilogy(phases, np.maximum(lowest, _FLOOR), label=f"eye {i}: min over v")
         ax.semilogy(phases, np.maximum(at_threshold, _FLOOR), linestyle="--",
                     color=line.get_color(), label=f"eye {i}: at the threshold")
+    return _bathtub_axes(ax, target_ber, "Phase (UI)", title or "Horizontal bathtub", "x-small")
+
+
+def _bathtub_axes(ax, target_ber, xlabel: str, title: str, legend_size: str):
+    """The target line, the BER axis from the floor to 1, labels, grid and
+    legend shared by both bathtubs."""
     ax.axhline(target_ber, color="red", linewidth=1.0, linestyle="--",
                label=f"target {target_ber:.3g}")
     ax.set_ylim(_FLOOR, 1.0)
-    ax.set_xlabel("Phase (UI)")
+    ax.set_xlabel(xlabel)
     ax.set_ylabel("BER")
-    ax.set_title(title or "Horizontal bathtub")
+    ax.set_title(title)
     ax.grid(True, which="major", alpha=0.35)
-    ax.legend(loc="lower right", fontsize="x-small")
+    ax.legend(loc="lower right", fontsize=legend_size)
     return ax
 
 

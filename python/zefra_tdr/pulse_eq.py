@@ -66,13 +66,15 @@ def _waveform(x, name: str) -> np.ndarray:
     return arr
 
 
-def _whole(value, name: str, minimum: int) -> int:
+def _whole(value, name: str, minimum: int, maximum: int | None = None) -> int:
     if isinstance(value, (bool, np.bool_)):
         raise ValueError(f"{name} must be an integer, got {value!r}")
     try:
         number = operator.index(value)
     except TypeError:
         raise ValueError(f"{name} must be an integer, got {value!r}") from None
+    if maximum is not None and not minimum <= number <= maximum:
+        raise ValueError(f"{name} = {number}: expected {minimum} .. {maximum}")
     if number < minimum:
         raise ValueError(f"{name} = {number} must be >= {minimum}")
     return number

@@ -33,7 +33,8 @@ from dataclasses import dataclass
 import numpy as np
 
 from ._library import toolkit_function
-from .pulse_eq import DfeResult, _waveform, sample_cursors
+from .pulse_eq import DfeResult, _real, _waveform, sample_cursors
+from .pulse_eq import _whole as _checked_whole
 
 __all__ = ["CONVENTIONS", "Aggressor", "EyeFigures", "EyeReadout", "StatisticalEye",
            "statistical_eye"]
@@ -140,23 +141,12 @@ def _raise_for(status: int, message) -> None:
 # ---------------------------------------------------------------------------
 
 def _whole(value, name: str, low: int, high: int = _INT32_MAX) -> int:
-    if isinstance(value, (bool, np.bool_)):
-        raise ValueError(f"{name} must be an integer, got {value!r}")
-    try:
-        number = operator.index(value)
-    except TypeError:
-        raise ValueError(f"{name} must be an integer, got {value!r}") from None
-    if not low <= number <= high:
-        raise ValueError(f"{name} = {number}: expected {low} .. {high}")
-    return number
+    return _checked_whole(value, name, low, high)
 
 
 def _non_negative(value, name: str) -> float:
-    try:
-        number = float(value)
-    except (TypeError, ValueError):
-        raise ValueError(f"{name} must be a real number, got {value!r}") from None
-    if not (math.isfinite(number) and number >= 0.0):
+    number = _real(value, name)
+    if not number >= 0.0:
         raise ValueError(f"{name} = {value!r}: expected a finite value >= 0")
     return number
 

@@ -34,10 +34,10 @@ TOLERANCES = {
 }
 
 
-def test_no_isi_nrz_eye_height_is_twice_amplitude_less_sigma_q():
+def test_no_isi_nrz_eye_height_and_contour_follow_sigma_q_from_1e_3_to_1e_17():
     amplitude, sigma = 0.4, 0.04                     # sigma = 100 bins
     eye = statistical_eye([amplitude], 1, noise_rms=sigma)
-    for target in (1e-6, 1e-9, 1e-12, 1e-15):
+    for target in (1e-3, 1e-6, 1e-9, 1e-12, 1e-15, 1e-17):
         textbook = 2.0 * (amplitude - sigma * q_inverse(2.0 * target))
         # The exact edge also counts the far level's tail (about Q(19)).
         edge = brentq(lambda v: 0.5 * (upper_tail((amplitude - v) / sigma)
@@ -46,6 +46,10 @@ def test_no_isi_nrz_eye_height_is_twice_amplitude_less_sigma_q():
         assert textbook == pytest.approx(2.0 * edge, rel=1e-12)
         height = eye.eye_height(target)[0]
         assert abs(height - 2.0 * edge) <= TOLERANCES["no_isi_height_bins"] * eye.bin_v
+        # The contour at the target is the pair of edges -edge, +edge.
+        low, high = eye.contour(target)
+        tolerance = TOLERANCES["no_isi_height_bins"] * eye.bin_v
+        assert abs(low[0, 0] + edge) <= tolerance and abs(high[0, 0] - edge) <= tolerance
 
 
 def test_no_isi_ber_map_is_the_gaussian_tail_pair():

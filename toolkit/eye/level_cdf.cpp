@@ -215,16 +215,6 @@ void upperRange(const LatticeDensity& density, const DensitySums& sums, double s
 
 }  // namespace
 
-void lowerCdf(const LatticeDensity& density, const DensitySums& sums, double shift,
-              double sigma, double binV, int64_t mv, double* lower) {
-  lowerRange(density, sums, shift, sigma, binV, mv, -mv, mv, lower);
-}
-
-void upperTail(const LatticeDensity& density, const DensitySums& sums, double shift,
-               double sigma, double binV, int64_t mv, double* upper) {
-  upperRange(density, sums, shift, sigma, binV, mv, -mv, mv, upper);
-}
-
 void levelTails(const LatticeDensity& density, const DensitySums& sums, double shift,
                 double sigma, double binV, int64_t mv, double* lower, double* upper) {
   if (sigma == 0.0) {

@@ -3,8 +3,9 @@
 //   lower CDF   F(v_m) = P(y < v_m),   y = shift + I + N,
 //   upper tail  U(v_m) = P(y >= v_m),
 // where I has a lattice density (v_j = j binV), shift = a h_0 and
-// N ~ N(0, sigma^2).  F and U are computed apart, each from its own small
-// end, so that both tails keep their relative precision.
+// N ~ N(0, sigma^2).  Wherever F or U is small it is summed directly from
+// its own small end, never formed as 1 minus the other, so that both tails
+// keep their relative precision.
 #pragma once
 
 #include <cstdint>
@@ -36,14 +37,6 @@ class DensitySums {
 // Noise terms with |z| beyond this are taken as exactly 0 or 1: the Gaussian
 // tail there is Q(11.5) = 6.5e-31.
 constexpr double kNoiseCut = 11.5;
-
-// F(v_m) into lower[0 .. 2 Mv] (index m + Mv).
-void lowerCdf(const LatticeDensity& density, const DensitySums& sums, double shift,
-              double sigma, double binV, int64_t mv, double* lower);
-
-// U(v_m) into upper[0 .. 2 Mv] (index m + Mv).
-void upperTail(const LatticeDensity& density, const DensitySums& sums, double shift,
-               double sigma, double binV, int64_t mv, double* upper);
 
 // Both F and U for one level, each computed directly only on its own side
 // of the median of y and taken as the complement of the other on the far

@@ -53,8 +53,7 @@ void expectTailsWithinBracket(int32_t levels, int k, double sigma, uint32_t seed
   const int64_t stride = sigma == 0.0 ? 1 : 7;
   for (const double level : a) {
     const double shift = level * h0;
-    eye::lowerCdf(density, sums, shift, sigma, binV, mv, lower.data());
-    eye::upperTail(density, sums, shift, sigma, binV, mv, upper.data());
+    eye::levelTails(density, sums, shift, sigma, binV, mv, lower.data(), upper.data());
     for (int64_t m = -mv; m <= mv; m += stride) {
       const double v = static_cast<double>(m) * binV;
       const ExactTails below = exactTails(isi, shift, sigma, v - reach);
@@ -105,8 +104,7 @@ TEST(EyeLevelTails, BothTailsKeepTheirRelativePrecision) {
   const int64_t mv = 120;
   std::vector<double> lower(2 * mv + 1);
   std::vector<double> upper(2 * mv + 1);
-  eye::lowerCdf(density, sums, 0.0, sigma, binV, mv, lower.data());
-  eye::upperTail(density, sums, 0.0, sigma, binV, mv, upper.data());
+  eye::levelTails(density, sums, 0.0, sigma, binV, mv, lower.data(), upper.data());
   int deep = 0;
   for (int64_t m = -mv; m <= mv; ++m) {
     const double v = static_cast<double>(m) * binV;
@@ -159,8 +157,7 @@ TEST(EyeLevelTails, BinomialTailsKeepTheirRelativePrecision) {
   std::vector<double> lower(2 * mv + 1);
   std::vector<double> upper(2 * mv + 1);
   for (const double sigma : {0.0, 0.01}) {
-    eye::lowerCdf(density, sums, 1.0, sigma, binV, mv, lower.data());
-    eye::upperTail(density, sums, 1.0, sigma, binV, mv, upper.data());
+    eye::levelTails(density, sums, 1.0, sigma, binV, mv, lower.data(), upper.data());
     int deep = 0;
     for (int64_t m = -mv; m <= mv; ++m) {
       const double v = static_cast<double>(m) * binV;
