@@ -28,7 +28,7 @@ import sys
 import time
 
 from .cli import EXIT_OK, _frequency, command
-from .cli_pulse import _numbers, port_map
+from .cli_pulse import _numbers, dfe_options, floating_option, port_map
 
 __all__ = ["LinkRun", "link_report", "run_link"]
 
@@ -142,14 +142,11 @@ def ffe_vectors(text: str, main: int | None):
 def _dfe(args):
     from .eye_search import EyeDfe
 
+    given = floating_option(args.dfe_floating)
     floating = {}
-    if args.dfe_floating is not None:
-        g, l_, start, end = _numbers(args.dfe_floating, "--dfe-floating", 4)
-        if not all(float(v).is_integer() for v in (g, l_, start, end)):
-            raise ValueError(f"--dfe-floating {args.dfe_floating!r}: expected four whole "
-                             "numbers G,L,START,END")
-        floating = {"floating_groups": int(g), "taps_per_group": int(l_),
-                    "search_start": int(start), "search_end": int(end)}
+    if given is not None:
+        floating = {"floating_groups": given["groups"], "taps_per_group": given["taps_per_group"],
+                    "search_start": given["search_start"], "search_end": given["search_end"]}
     if args.dfe < 0:
         raise ValueError(f"--dfe {args.dfe}: expected a number of taps >= 0")
     return EyeDfe(fixed_taps=args.dfe, limit=args.dfe_limit, **floating)
@@ -593,13 +590,7 @@ def _options(parser: argparse.ArgumentParser) -> None:
                              f"(default: {_DEFAULT_FFE})")
     parser.add_argument("--ffe-main", type=int, default=None, metavar="I",
                         help="index of the main tap of an --ffe tap list (default: the largest)")
-    parser.add_argument("--dfe", type=int, default=2, metavar="N",
-                        help="fixed DFE taps on post-cursors 1..N (default: 2)")
-    parser.add_argument("--dfe-floating", default=None, metavar="G,L,START,END",
-                        help="floating DFE: G groups of L taps placed in post-cursors "
-                             "START..END (default: none)")
-    parser.add_argument("--dfe-limit", type=float, default=1.0, metavar="R",
-                        help="largest DFE tap as a fraction of the main cursor (default: 1)")
+    dfe_options(parser, default_taps=2)
     parser.add_argument("--noise-rms", type=float, default=None, metavar="V",
                         help="Gaussian noise at the slicer, V rms (default: 0.5e-3 for THRU "
                              "default, else 0)")

@@ -111,25 +111,34 @@ def _options(parser: argparse.ArgumentParser) -> None:
                         help="index of the FFE's main tap (from 0)")
     parser.add_argument("--sampling", choices=("peak", "hula-hoop"), default="peak",
                         help="how the sampling centre is chosen (default: peak)")
-    parser.add_argument("--dfe", type=int, default=0, metavar="N",
-                        help="fixed DFE taps on post-cursors 1..N (default: 0)")
-    parser.add_argument("--dfe-floating", default=None, metavar="G,L,START,END",
-                        help="floating DFE: G groups of L taps searched in post-cursors "
-                             "START..END")
-    parser.add_argument("--dfe-limit", type=float, default=1.0, metavar="R",
-                        help="largest DFE tap as a fraction of the main cursor (default: 1)")
+    dfe_options(parser, default_taps=0)
     parser.add_argument("--json", default=None, metavar="OUT",
                         help="write every figure, with units, to this JSON file")
     parser.add_argument("--plot", default=None, metavar="OUT",
                         help="write the pulse with its cursors to this image (.png, .svg)")
 
 
-def _floating(text: str | None):
+def dfe_options(parser: argparse.ArgumentParser, *, default_taps: int) -> None:
+    """--dfe, --dfe-floating and --dfe-limit (shared with zefra-tdr link)."""
+    parser.add_argument("--dfe", type=int, default=default_taps, metavar="N",
+                        help=f"fixed DFE taps on post-cursors 1..N (default: {default_taps})")
+    parser.add_argument("--dfe-floating", default=None, metavar="G,L,START,END",
+                        help="floating DFE: G groups of L taps placed in post-cursors "
+                             "START..END (default: none)")
+    parser.add_argument("--dfe-limit", type=float, default=1.0, metavar="R",
+                        help="largest DFE tap as a fraction of the main cursor (default: 1)")
+
+
+def floating_option(text: str | None):
+    """--dfe-floating G,L,START,END as a dict of whole numbers (None: absent)."""
     if text is None:
         return None
-    g, l_, start, end = _numbers(text, "--dfe-floating", 4)
-    return {"groups": int(g), "taps_per_group": int(l_), "search_start": int(start),
-            "search_end": int(end)}
+    values = _numbers(text, "--dfe-floating", 4)
+    if not all(v.is_integer() for v in values):
+        raise ValueError(f"--dfe-floating {text!r}: expected four whole numbers "
+                         "G,L,START,END")
+    g, l_, start, end = (int(v) for v in values)
+    return {"groups": g, "taps_per_group": l_, "search_start": start, "search_end": end}
 
 
 def _rx(text: str | None):
@@ -155,7 +164,7 @@ def run_pulse(args):
     rx_order, rx_bw = _rx(args.rx)
     ctle = ctle_option(args.ctle) if args.ctle is not None else None
     ffe = _numbers(args.ffe, "--ffe") if args.ffe is not None else None
-    floating = _floating(args.dfe_floating)
+    floating = floating_option(args.dfe_floating)
     dc = _dc_option(args.dc)
     network = read_touchstone(args.file)
     response = pulse_response(

@@ -75,6 +75,7 @@ def test_pulse_writes_the_plot(tmp_path):
     (["--dc", "physics"], "--dc 'physics': expected auto, data, extrapolate, ac"),
     (["--rx", "4"], "--rx '4': expected ORDER,BANDWIDTH"),
     (["--dfe-floating", "1,2"], "--dfe-floating '1,2': expected 4 comma-separated numbers"),
+    (["--dfe-floating", "1,2.5,1,9"], "--dfe-floating '1,2.5,1,9': expected four whole numbers"),
     ([], "this network has 4 ports"),
 ])
 def test_bad_pulse_options_exit_2_with_one_line(tmp_path, capsys, extra, message):
