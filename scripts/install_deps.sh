@@ -8,6 +8,7 @@ packages=(
   python3 python3-numpy python3-scipy python3-pytest
   python3-venv python3-pip python3-setuptools python3-wheel git
   python3-hypothesis python3-matplotlib python3-scikit-rf
+  python3-yaml python3-distributed python3-psutil
   g++-mingw-w64-x86-64 wine64 binutils-mingw-w64-x86-64
   clang-14 libclang-rt-14-dev
   libkissfft-dev

@@ -154,6 +154,15 @@ plot_channel_loss, save_link_plots
     A through's |S21| with the Nyquist frequency and band; the four
     figures of ``zefra-tdr link``.
 
+Sweeps (docs/sweep.md)
+----------------------
+sweep, SweepResult, load_sweep_plan
+    Every (channel, setting) case of a YAML/TOML plan, each a
+    ``zefra-tdr link`` run, on a local process pool or a Dask cluster;
+    rows to JSON Lines and CSV, resumable.
+plot_sweep
+    Worst-eye height against channel loss, one colour per setting.
+
 Networks and Touchstone files
 -----------------------------
 Network
@@ -208,6 +217,9 @@ from .stat_eye import Aggressor, EyeFigures, EyeReadout, StatisticalEye, statist
 from .plots_eye import (plot_channel_loss, plot_horizontal_bathtub, plot_statistical_eye,
                         plot_vertical_bathtub, save_link_plots)
 from .pulse import PulseDiagnostics, PulseResponse, pulse_response
+from .plots_sweep import plot_sweep
+from .sweep_plan import load_plan as load_sweep_plan
+from .sweep_run import SweepResult, sweep
 from .pulse_eq import Cursors, DfeResult, apply_ctle, apply_dfe, apply_ffe, ctle_family, sample_cursors
 from .special import erfcinv
 from .statistics import eval_std, median, norm
@@ -220,6 +232,7 @@ __all__ = [
     "plot_statistical_eye", "plot_vertical_bathtub", "save_link_plots",
     "Aggressor", "EyeFigures", "EyeReadout", "StatisticalEye", "statistical_eye",
     "Candidate", "EyeDfe", "SearchResult", "ffe_grid", "search_equalizer",
+    "SweepResult", "load_sweep_plan", "plot_sweep", "sweep",
     "Cursors", "DfeResult", "MixedModeNetwork", "Network", "NoiseData", "TouchstoneError",
     "apply_ctle", "apply_dfe", "apply_ffe",
     "butterworth_tf", "cascade", "combine_s4p", "common_grid", "conv", "cpdf", "ctle_family",

@@ -19,7 +19,7 @@ from collections.abc import Callable
 
 from . import _library
 
-__all__ = ["COMMANDS", "command", "main"]
+__all__ = ["COMMANDS", "command", "main", "parse_command"]
 
 #: name -> (help line, function adding the options, function running it).
 COMMANDS: dict[str, tuple[str, Callable, Callable]] = {}
@@ -380,10 +380,25 @@ def _plot(args) -> int:
 # Commands kept in modules of their own register themselves on import.
 from . import cli_pulse  # noqa: E402,F401  (zefra-tdr pulse)
 from . import cli_link  # noqa: E402,F401  (zefra-tdr link)
+from . import cli_sweep  # noqa: E402,F401  (zefra-tdr sweep)
 
 
-def _parser() -> argparse.ArgumentParser:
-    parser = argparse.ArgumentParser(
+class _RaisingParser(argparse.ArgumentParser):
+    """A parser whose errors are ValueErrors (for command lines built by a
+    program, such as a sweep's cases)."""
+
+    def error(self, message):
+        raise ValueError(f"{self.prog}: {message}")
+
+
+def parse_command(argv: list[str]) -> argparse.Namespace:
+    """The options of the command line ``argv`` (without the program name),
+    as ``zefra-tdr`` parses them; a bad line raises ValueError."""
+    return _parser(_RaisingParser).parse_args(_attach_negative_values(list(argv)))
+
+
+def _parser(parser_class=argparse.ArgumentParser) -> argparse.ArgumentParser:
+    parser = parser_class(
         prog="zefra-tdr",
         description="Signal-integrity and TDR analysis from the shell.",
         epilog="Exit status: 0 on success, 2 on bad input. "

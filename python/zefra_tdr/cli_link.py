@@ -30,7 +30,7 @@ import time
 from .cli import EXIT_OK, _frequency, command
 from .cli_pulse import _numbers, dfe_options, floating_option, port_map
 
-__all__ = ["LinkRun", "link_report", "run_link"]
+__all__ = ["LinkCache", "LinkRun", "link_report", "run_link"]
 
 # Defaults of the equaliser search (the CTLE family scales with the baud).
 _CTLE_DC_GAINS = "0:-15:1"
@@ -180,6 +180,25 @@ class LinkRun:
     timings_s: dict
 
 
+class LinkCache:
+    """Networks by path and pulse responses by their inputs, kept for the
+    runs of one sweep task (each is computed as in a lone run)."""
+
+    def __init__(self):
+        self._networks: dict = {}
+        self._pulses: dict = {}
+
+    def network(self, path: str, read):
+        if path not in self._networks:
+            self._networks[path] = read(path)
+        return self._networks[path]
+
+    def pulse(self, key: tuple, compute):
+        if key not in self._pulses:
+            self._pulses[key] = compute()
+        return self._pulses[key]
+
+
 class _Progress:
     """A bar on stderr while the search runs, only when stderr is a
     terminal."""
@@ -231,8 +250,13 @@ def _design_defaults(args) -> dict:
     }
 
 
-def run_link(args) -> LinkRun:
-    """The link analysis the parsed options of ``zefra-tdr link`` ask for."""
+def run_link(args, cache=None, search_progress: bool = True) -> LinkRun:
+    """The link analysis the parsed options of ``zefra-tdr link`` ask for.
+
+    ``cache`` (a :class:`LinkCache`) lets several runs over the same files
+    read each file once and compute each pulse response once (a sweep's
+    task); the results are the same bits as without it.  The search's
+    progress bar shows on a terminal unless ``search_progress`` is false."""
     from .default_channel import ORDER, default_channel_path
     from .eye_search import search_equalizer
     from .pulse import pulse_response
@@ -272,22 +296,28 @@ def run_link(args) -> LinkRun:
 
     start = clock()
     path = str(default_channel_path()) if args.thru == "default" else args.thru
-    network = read_touchstone(path)
-    xtalk_networks = [read_touchstone(p) for p in args.xtalk]
+    cache = LinkCache() if cache is None else cache
+    network = cache.network(path, read_touchstone)
+    xtalk_networks = [cache.network(p, read_touchstone) for p in args.xtalk]
     times["read_s"] = clock() - start
 
     start = clock()
     through = {"ports": ports, "pairs": pairs, "order": order}
-    response = pulse_response(network, baud_hz=baud, samples_per_ui=args.samples_per_ui,
-                              **through)
+    response = cache.pulse((path, baud, args.samples_per_ui, ports, pairs, order),
+                           lambda: pulse_response(network, baud_hz=baud,
+                                                  samples_per_ui=args.samples_per_ui, **through))
     d = response.diagnostics
     aggressors = []
     for xpath, xnet in zip(args.xtalk, xtalk_networks):
         # Same span and guard: the aggressor's samples line up with the
         # victim's (same time origin).
         try:
-            q = pulse_response(xnet, baud_hz=baud, samples_per_ui=args.samples_per_ui,
-                               span_s=d.span_s, guard_s=d.guard_samples * d.dt_s, **through)
+            q = cache.pulse((xpath, baud, args.samples_per_ui, ports, pairs, order, d.span_s,
+                             d.guard_samples * d.dt_s),
+                            lambda: pulse_response(xnet, baud_hz=baud,
+                                                   samples_per_ui=args.samples_per_ui,
+                                                   span_s=d.span_s,
+                                                   guard_s=d.guard_samples * d.dt_s, **through))
         except ValueError as exc:
             raise ValueError(f"--xtalk {xpath}: {exc}") from None
         aggressors.append(Aggressor(q.pulse, synchronous=args.xtalk_sync,
@@ -305,7 +335,8 @@ def run_link(args) -> LinkRun:
         response, levels=values["levels"], target_ber=values["target_ber"], ctle=settings,
         ffe=vectors, ffe_main=ffe_main, dfe=dfe, crosstalk=aggressors,
         noise_rms=values["noise_rms_v"], dj_ui=values["dj_ui"], rj_ui=values["rj_ui"],
-        bin_v=search_bin, threads=args.threads, progress=_Progress())
+        bin_v=search_bin, threads=args.threads,
+        progress=_Progress() if search_progress else None)
     times["search_s"] = clock() - start
 
     start = clock()
@@ -359,10 +390,23 @@ def _loss_at_nyquist(run: LinkRun):
 
     two = two_port_of(run.network, **run.through)
     nyquist = run.response.baud_hz / 2
-    if not two.f[0] <= nyquist <= two.f[-1]:
+    f = two.f
+    if not f[0] <= nyquist <= f[-1]:
         return nyquist, None
-    db = 20.0 * np.log10(np.abs(two.s[:, 1, 0]))
-    return nyquist, float(np.interp(nyquist, two.f, db))
+    # |S21| in dB at the two grid points around Nyquist, by scalar calls:
+    # numpy's vector |z| of a complex array rounds some elements differently
+    # depending on where its output buffer happens to be aligned, and a
+    # reported figure must be the same bits in every run.
+    j = min(int(np.searchsorted(f, nyquist, side="right")) - 1, max(f.size - 2, 0))
+
+    def db(k: int) -> float:
+        magnitude = abs(complex(two.s[k, 1, 0]))
+        return 20.0 * math.log10(magnitude) if magnitude > 0.0 else -math.inf
+
+    if f[j] == nyquist or f.size == 1:
+        return nyquist, db(j)
+    t = (nyquist - f[j]) / (f[j + 1] - f[j])
+    return nyquist, db(j) + t * (db(j + 1) - db(j))
 
 
 def _margins(run: LinkRun) -> list[float]:

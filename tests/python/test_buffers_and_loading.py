@@ -33,7 +33,9 @@ def test_package_exports():
         "save_link_plots",
         # the statistical eye and the equaliser search (docs/eye.md)
         "Aggressor", "EyeFigures", "EyeReadout", "StatisticalEye", "statistical_eye",
-        "Candidate", "EyeDfe", "SearchResult", "ffe_grid", "search_equalizer"])
+        "Candidate", "EyeDfe", "SearchResult", "ffe_grid", "search_equalizer",
+        # sweeps (docs/sweep.md)
+        "SweepResult", "load_sweep_plan", "plot_sweep", "sweep"])
     for name in zefra_tdr.__all__:
         assert getattr(zefra_tdr, name).__doc__
 
