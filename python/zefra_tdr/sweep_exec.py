@@ -91,8 +91,9 @@ def run_pool(tasks: list[Task], done: Done, log: Callable[[str], None], workers:
 
 
 def check_workers(client) -> int:
-    """The number of worker threads of a Dask cluster whose workers run
-    this package's version (ValueError otherwise)."""
+    """The number of worker threads (0 before any worker joins) of a Dask
+    cluster whose workers run this package's version (ValueError
+    otherwise)."""
     from . import __version__
     from .sweep_task import worker_version
 
@@ -106,7 +107,7 @@ def check_workers(client) -> int:
         worker, version = next(iter(wrong.items()))
         raise ValueError(f"Dask worker {worker} runs zefra_tdr {version}, this client "
                          f"{__version__}: install the same version everywhere")
-    return max(1, sum(client.nthreads().values()))
+    return sum(client.nthreads().values())
 
 
 def run_dask(tasks: list[Task], done: Done, log: Callable[[str], None], client) -> None:

@@ -25,7 +25,7 @@ import os
 
 from ._files import atomic_open
 
-__all__ = ["Journal", "flatten_row", "parquet_writer", "write_csv", "write_jsonl",
+__all__ = ["Journal", "JournalLock", "flatten_row", "parquet_writer", "write_csv", "write_jsonl",
            "write_parquet"]
 
 _CSV_SKIPPED = ("conventions", "eye.conventions")
@@ -89,6 +89,41 @@ class Journal:
             os.fsync(fd)
         finally:
             os.close(fd)
+
+
+class JournalLock:
+    """An exclusive lock on ``JOURNAL.lock`` for the length of a sweep, so
+    that two sweeps never append to one journal.  The operating system
+    drops it when the process ends, even when killed: no stale lock."""
+
+    def __init__(self, journal_path: str):
+        self.path = f"{journal_path}.lock"
+        self._file = None
+
+    def __enter__(self):
+        self._file = open(self.path, "a+b")
+        try:
+            if os.name == "nt":
+                import msvcrt
+
+                self._file.seek(0)
+                msvcrt.locking(self._file.fileno(), msvcrt.LK_NBLCK, 1)
+            else:
+                import fcntl
+
+                fcntl.flock(self._file.fileno(), fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except OSError:
+            self._file.close()
+            raise ValueError(f"{self.path}: another sweep is writing these outputs; wait for "
+                             "it or give this plan other outputs") from None
+        return self
+
+    def __exit__(self, *exc):
+        # Closing releases the lock.  The file stays: removing it would let
+        # a sweep that opened it just before lock an unlinked file while a
+        # third locks a new one.
+        self._file.close()
+        return False
 
 
 def write_jsonl(path: str, rows: list[dict]) -> None:

@@ -21,6 +21,7 @@ tasks finish.
 
 from __future__ import annotations
 
+import contextlib
 import dataclasses
 import math
 import os
@@ -29,7 +30,7 @@ import time
 from pathlib import Path
 from typing import Callable
 
-from .sweep_output import Journal, parquet_writer, write_csv, write_jsonl, write_parquet
+from .sweep_output import Journal, JournalLock, parquet_writer, write_csv, write_jsonl, write_parquet
 from .sweep_plan import Plan, load_plan, setting_label
 from .sweep_task import Task, file_checksums
 
@@ -196,6 +197,8 @@ def _executor(client, scheduler: str | None, local_cluster: int | None, workers:
             client = distributed.Client(cluster)
         return "dask", client, None
     if client is not None:
+        if workers is not None:
+            raise ValueError("workers sizes the local pool; a Dask client brings its own")
         return "dask", None, None
     count = workers if workers is not None else (os.cpu_count() or 1)
     if count < 1:
@@ -247,8 +250,10 @@ def sweep(plan, *, client=None, scheduler: str | None = None, local_cluster: int
     kind, owned, count = _executor(client, scheduler, local_cluster, workers)
     notes: list[str] = []
     bar = None
+    stack = contextlib.ExitStack()
     try:
         _check_outputs(plan)
+        stack.enter_context(JournalLock(plan.outputs["jsonl"]))
         journal = Journal(plan.outputs["jsonl"])
         old = journal.read()
         if old and not (resume or overwrite):
@@ -264,12 +269,14 @@ def sweep(plan, *, client=None, scheduler: str | None = None, local_cluster: int
             from .sweep_exec import check_workers
 
             count = check_workers(dask_client)
+            if count == 0:
+                notes.append("the Dask cluster has no workers yet: the tasks wait for them")
         threads = (0 if kind == "serial" else 1) if threads_per_case is None else threads_per_case
         if threads < 0:
             raise ValueError(f"threads per case {threads}: expected 0 (every core) or more")
         if block is not None and block < 1:
             raise ValueError(f"--block {block}: expected 1 or more cases per task")
-        tasks = plan_tasks(plan, todo, count, block, threads)
+        tasks = plan_tasks(plan, todo, max(count, 1), block, threads)
 
         finished = dict(kept)
         journal.start([finished[c.case_id] for c in plan.cases if c.case_id in finished]
@@ -304,6 +311,7 @@ def sweep(plan, *, client=None, scheduler: str | None = None, local_cluster: int
             complete = len(rows) - len(foreign) == len(plan.cases)
             _write_outputs(plan, rows, final=complete)
     finally:
+        stack.close()
         if owned is not None:
             cluster = getattr(owned, "cluster", None)
             owned.close()

@@ -112,6 +112,34 @@ assert len(report["eyes"]) == 3 and report["margin_v"] > 0, report["eyes"]
 assert report["winner"]["score_v"] >= report["runner_up"]["score_v"]
 assert "(1/M)" in report["conventions"]["ber"]
 PY
+echo "== zefra-tdr sweep, from the installed package: a TOML plan on a process pool"
+cp link.json link_alone.json
+cat > sweep.toml <<'TOML'
+[[channels]]
+thru = "default"
+[settings]
+ctle = "-12:-13:1,21.25GHz,21.25GHz,53.125GHz"
+ffe = "pre=-0.1:0:0.1"
+dfe = [1, 2]
+[outputs]
+jsonl = "rows.jsonl"
+csv = "rows.csv"
+TOML
+"$work/venv/bin/zefra-tdr" sweep sweep.toml --workers 2 > sweep.txt \
+  || fail "zefra-tdr sweep failed: $(cat sweep.txt)"
+grep -q "2 case(s): 2 ok, 0 error(s)" sweep.txt || fail "sweep summary: $(cat sweep.txt)"
+"$work/venv/bin/python" - <<'PY'
+import json
+rows = [json.loads(line) for line in open("rows.jsonl")]
+alone = json.load(open("link_alone.json"))
+# The dfe = 2 case is the link run above: the same figures, bit for bit.
+row = rows[1]
+assert row["setting"] == {"ctle": "-12:-13:1,21.25GHz,21.25GHz,53.125GHz",
+                          "ffe": "pre=-0.1:0:0.1", "dfe": 2}, row["setting"]
+for key in ("readout", "eyes", "search", "channel", "pulse", "margin_v"):
+    assert json.dumps(row[key], sort_keys=True) == json.dumps(alone[key], sort_keys=True), key
+assert len(open("rows.csv").read().splitlines()) == 3
+PY
 printf '# GHz S RI R 50\n1 0.5 0.1\n0.5 0.2 0.1\n' > unordered.s1p
 set +e
 "$work/venv/bin/zefra-tdr" info unordered.s1p > out.txt 2> err.txt

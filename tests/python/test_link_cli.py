@@ -7,6 +7,7 @@ writes the four PNGs.  Most runs use a reduced search grid to stay fast."""
 from __future__ import annotations
 
 import io
+import math
 import json
 from importlib import import_module
 
@@ -207,3 +208,30 @@ def test_progress_bar_is_drawn_only_on_a_terminal():
         bar(2, 2)
     assert quiet.getvalue() == ""
     assert "2/2 CTLE settings" in loud.getvalue() and loud.getvalue().endswith("\n")
+
+
+def test_loss_at_nyquist_is_the_db_of_scalar_s21_every_time():
+    # numpy's vector |z| rounds some elements differently with the
+    # alignment of its output buffer; the reported loss must be the same
+    # bits in every run, so it is 20 log10 hypot(re, im) of the grid value.
+    from types import SimpleNamespace
+
+    from zefra_tdr.cli_link import _loss_at_nyquist
+
+    rng = np.random.default_rng(20)
+    f = np.arange(0.0, 40e9 + 1.0, 100e6)
+    for _ in range(20):
+        s = (rng.normal(size=(f.size, 2, 2)) + 1j * rng.normal(size=(f.size, 2, 2))) * 0.3
+        run = SimpleNamespace(network=zefra_tdr.Network(f, s), through={},
+                              response=SimpleNamespace(baud_hz=25e9))
+        junk = [np.empty(int(n)) for n in rng.integers(1, 64, size=5)]  # vary the heap
+        nyquist, loss = _loss_at_nyquist(run)
+        k = 125                                           # 12.5 GHz is on the grid
+        assert nyquist == f[k] and loss == 20.0 * math.log10(math.hypot(s[k, 1, 0].real,
+                                                                         s[k, 1, 0].imag))
+        del junk
+    # Between grid points: the straight line between the two dB values.
+    run.response = SimpleNamespace(baud_hz=25.1e9)
+    db = [20.0 * math.log10(abs(complex(s[k, 1, 0]))) for k in (125, 126)]
+    t = (12.55e9 - f[125]) / (f[126] - f[125])
+    assert _loss_at_nyquist(run)[1] == db[0] + t * (db[1] - db[0])

@@ -420,3 +420,19 @@ def dask_cluster(tmp_path_factory):
                 p.wait(timeout=20)
             except subprocess.TimeoutExpired:
                 p.kill()
+
+
+def test_a_second_sweep_on_the_same_outputs_is_refused_while_the_first_runs(lanes, tmp_path):
+    plan = write_plan(lanes, SLOW, tmp_path)
+    proc = cli("sweep", str(plan), "--workers", "1", "--threads-per-case", "1")
+    try:
+        wait_for_line(proc.stderr, f"/{SLOW_CASES} cases done")
+        with pytest.raises(ValueError, match="another sweep is writing these outputs"):
+            zefra_tdr.sweep(plan, resume=True)
+    finally:
+        proc.kill()
+        proc.communicate(timeout=60)
+    # Killed, its lock went with it.
+    again = zefra_tdr.sweep(plan_dict(lanes, dict(QUICK_SETTINGS, levels=2), tmp_path),
+                            overwrite=True, workers=1)
+    assert not again.errors
