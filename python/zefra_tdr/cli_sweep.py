@@ -17,6 +17,9 @@ EXIT_INTERRUPTED = 130
 
 
 def _options(parser: argparse.ArgumentParser) -> None:
+    parser.epilog = ("Exit status: 0 when every case is ok, 1 when the sweep finished with "
+                     "rows in error (a bad file, a failing case), 2 for a bad plan or option, "
+                     "130 when interrupted (--resume continues).")
     parser.add_argument("plan", metavar="PLAN",
                         help="the plan: a .yaml/.yml or .toml file naming the channels (globs, "
                              "with their crosstalk files), the grids of settings and the "
