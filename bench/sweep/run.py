@@ -404,7 +404,7 @@ def driver_costs(rows_path: Path, root: Path) -> dict:
             "final_csv_per_row": final_csv / len(many)}
 
 
-TRIM_CHILD = """
+MALLOC_CHILD = """
 import concurrent.futures, resource, time
 from zefra_tdr.sweep_plan import load_plan
 from zefra_tdr.sweep_task import Task, run_task
@@ -442,7 +442,7 @@ def malloc_effect(repeats: int) -> dict:
         env.update(extra)
         runs = []
         for _ in range(repeats):
-            done = subprocess.run([sys.executable, "-c", TRIM_CHILD], env=env, check=True,
+            done = subprocess.run([sys.executable, "-c", MALLOC_CHILD], env=env, check=True,
                                   capture_output=True, text=True, cwd=tempfile.gettempdir())
             runs.append([float(x) for x in done.stdout.split()])
         out[label] = [statistics.median(r[k] for r in runs) for k in range(4)]
@@ -470,7 +470,7 @@ def uptime() -> str:
         return f"load average {load():.2f}"
 
 
-def report(configs, digests, dask_o, pool_o, fast, fixed, driver, trim, repeats,
+def report(configs, digests, dask_o, pool_o, fast, fixed, driver, malloc, repeats,
            uptime_start, uptime_end, elapsed) -> str:
     import dask
     import distributed
@@ -614,7 +614,7 @@ def report(configs, digests, dask_o, pool_o, fast, fixed, driver, trim, repeats,
         "CPU s / case, second thread | minor faults |",
         "|---|---|---|---|---|",
     ]
-    for label, (cpu, faults, cpu_t, faults_t) in trim.items():
+    for label, (cpu, faults, cpu_t, faults_t) in malloc.items():
         lines.append(f"| {label} | {cpu / 2:.3f} | {faults:.0f} | {cpu_t / 2:.3f} | "
                      f"{faults_t:.0f} |")
     return "\n".join(lines) + "\n"
@@ -636,8 +636,8 @@ def main() -> None:
         fast = fast_sweeps(root, args.repeats)
         fixed = task_fixed_costs()
         driver = driver_costs(root / "config0" / "run0" / "rows.jsonl", root)
-        trim = malloc_effect(args.repeats)
-    text = report(configs, digests, dask_o, pool_o, fast, fixed, driver, trim, args.repeats,
+        malloc = malloc_effect(args.repeats)
+    text = report(configs, digests, dask_o, pool_o, fast, fixed, driver, malloc, args.repeats,
                   uptime_start, uptime(), time.perf_counter() - began)
     print(text)
     if args.out:

@@ -5,13 +5,13 @@ A plan is a YAML or TOML file (or the same content as a dict)::
 
     channels:                       # one entry per group of channels
       - thru: lanes/{lane}_thru.s4p # a glob; {NAME} is a '*' that names the part it matches
-        xtalk: [lanes/{lane}_next*.s4p]   # globs, {lane} replaced first
+        xtalk: ["lanes/{lane}_next*.s4p"] # globs, {lane} replaced first (quoted in [...])
         order: 1-3/2-4              # or port_map: "1,2:3,4"
       - thru: default               # the channel shipped with the package
     settings:                       # one grid (or a list of grids): every combination
       dfe: [0, 2, 4]
       noise_rms: [0.3e-3, 0.5e-3]
-      baud: 53.125e9
+      baud: 53.125GHz               # YAML reads 53.125e9 (no dot) as text: both work
     outputs:
       jsonl: results.jsonl          # the journal (always written)
       csv: results.csv
@@ -136,10 +136,17 @@ def load_plan(plan, *, base_dir=None) -> Plan:
     if len(channels) * len(settings) > _MAX_CASES:
         raise PlanError(f"{source}: {len(channels)} channels x {len(settings)} settings is more "
                         f"than {_MAX_CASES} cases")
-    cases = []
+    cases, seen = [], {}
     for c, channel in enumerate(channels):
         for s, setting in enumerate(settings):
-            cases.append(Case(len(cases), c, s, channel, setting, _argv(channel, setting)))
+            case = Case(len(cases), c, s, channel, setting, _argv(channel, setting))
+            if case.case_id in seen:
+                first = seen[case.case_id]
+                raise PlanError(f"{source}: settings {first.setting} and {setting} are the "
+                                f"same case for channel {channel.name!r} (grids overlap); "
+                                "give each case once")
+            seen[case.case_id] = case
+            cases.append(case)
     outputs = _outputs(data.get("outputs", {}), base, source)
     return Plan(tuple(channels), tuple(settings), tuple(cases), outputs, source)
 

@@ -192,8 +192,18 @@ def _executor(client, scheduler: str | None, local_cluster: int | None, workers:
         else:
             if local_cluster < 1:
                 raise ValueError(f"--local-cluster {local_cluster}: expected 1 or more workers")
-            cluster = distributed.LocalCluster(n_workers=local_cluster, threads_per_worker=1,
-                                               processes=True, dashboard_address=None)
+            # Dask's nanny writes its workers' settings (MALLOC_TRIM_THRESHOLD_,
+            # OMP_NUM_THREADS, ...) into this process's environment; they
+            # would follow into every process started later (a pool's
+            # workers among them), so the environment is put back.
+            saved = dict(os.environ)
+            try:
+                cluster = distributed.LocalCluster(n_workers=local_cluster,
+                                                   threads_per_worker=1, processes=True,
+                                                   dashboard_address=None)
+            finally:
+                os.environ.clear()
+                os.environ.update(saved)
             client = distributed.Client(cluster)
         return "dask", client, None
     if client is not None:

@@ -150,3 +150,8 @@ def test_case_id_does_not_depend_on_the_order_options_are_written_in():
     b = load_plan({"channels": ["default"], "settings": {"levels": 4, "dfe": 2}})
     c = load_plan({"channels": ["default"], "settings": {"levels": 4, "dfe": 3}})
     assert a.cases[0].case_id == b.cases[0].case_id != c.cases[0].case_id
+
+
+def test_overlapping_grids_giving_one_case_twice_are_refused():
+    with pytest.raises(PlanError, match=r"\{'dfe': 2\} and \{'dfe': 2\} are the same case"):
+        load_plan({"channels": ["default"], "settings": [{"dfe": [0, 2]}, {"dfe": [2, 4]}]})

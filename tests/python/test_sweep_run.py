@@ -436,3 +436,13 @@ def test_a_second_sweep_on_the_same_outputs_is_refused_while_the_first_runs(lane
     again = zefra_tdr.sweep(plan_dict(lanes, dict(QUICK_SETTINGS, levels=2), tmp_path),
                             overwrite=True, workers=1)
     assert not again.errors
+
+
+def test_local_cluster_leaves_the_callers_environment_as_it_was(lanes, tmp_path):
+    import os
+
+    before = dict(os.environ)
+    result = zefra_tdr.sweep(plan_dict(lanes, dict(QUICK_SETTINGS, levels=2, dfe=0), tmp_path),
+                             local_cluster=1)
+    assert not result.errors and len(result.rows) == 3
+    assert dict(os.environ) == before
