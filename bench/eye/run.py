@@ -32,7 +32,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "network"))
-from timing import best  # noqa: E402  (also puts the checkout's package first)
+from timing import best, cpu_name  # noqa: E402  (also puts the checkout's package first)
 
 import numpy as np  # noqa: E402
 import scipy  # noqa: E402
@@ -202,14 +202,7 @@ def main() -> None:
     crossover = next((k for k, _, e, b in brute if b > e), None)
     at12 = next((b / e for k, _, e, b in brute if k == 12), float("nan"))
 
-    cpu = "unknown"
-    try:
-        for line in Path("/proc/cpuinfo").read_text().splitlines():
-            if line.startswith("model name"):
-                cpu = line.split(":", 1)[1].strip()
-                break
-    except OSError:
-        pass
+    cpu = cpu_name()
 
     heights = ", ".join(f"{h * 1e3:.2f}" for h in eye.eye_height(TARGET))
     heights_6 = ", ".join(f"{h * 1e3:.2f}" for h in eye.eye_height(1e-6))

@@ -1,7 +1,8 @@
-"""Shared by the network benchmarks: best-of-N wall time, and the checkout's
-package on the import path."""
+"""Shared by the benchmarks: best-of-N wall time, the processor's name, and
+the checkout's package on the import path."""
 from __future__ import annotations
 
+import platform
 import sys
 import time
 from pathlib import Path
@@ -17,3 +18,14 @@ def best(call, runs: int = 7) -> float:
         call()
         times.append(time.perf_counter() - start)
     return min(times)
+
+
+def cpu_name() -> str:
+    """The processor's model name (/proc/cpuinfo), else what Python knows."""
+    try:
+        for line in Path("/proc/cpuinfo").read_text().splitlines():
+            if line.startswith("model name"):
+                return line.split(":", 1)[1].strip()
+    except OSError:
+        pass
+    return platform.processor() or "unknown"

@@ -53,7 +53,8 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 PACKAGE = HERE.parents[1] / "python"
-sys.path.insert(0, str(PACKAGE))
+sys.path.insert(0, str(HERE.parent / "network"))
+from timing import best, cpu_name  # noqa: E402  (also puts the checkout's package first)
 # Spawned pool processes and Dask workers import the checkout's package too.
 os.environ["PYTHONPATH"] = os.pathsep.join(
     [str(PACKAGE)] + [p for p in os.environ.get("PYTHONPATH", "").split(os.pathsep) if p])
@@ -350,15 +351,6 @@ def fast_sweeps(root: Path, repeats: int) -> dict:
     return out
 
 
-def best_of(call, runs: int = 5) -> float:
-    times = []
-    for _ in range(runs):
-        start = time.perf_counter()
-        call()
-        times.append(time.perf_counter() - start)
-    return min(times)
-
-
 def task_fixed_costs() -> dict:
     """What each task pays once per file: reading it, its SHA-256 and the
     pulse response (the LinkCache keeps them for the task's other cases)."""
@@ -368,9 +360,9 @@ def task_fixed_costs() -> dict:
     path = str(zefra_tdr.default_channel_path())
     net = zefra_tdr.read_touchstone(path)
     return {
-        "read": best_of(lambda: zefra_tdr.read_touchstone(path)),
-        "sha256": best_of(lambda: _sha256(path)),
-        "pulse": best_of(lambda: pulse_response(net, baud_hz=53.125e9, samples_per_ui=32,
+        "read": best(lambda: zefra_tdr.read_touchstone(path)),
+        "sha256": best(lambda: _sha256(path)),
+        "pulse": best(lambda: pulse_response(net, baud_hz=53.125e9, samples_per_ui=32,
                                                 order="1-3/2-4")),
         "file_bytes": os.path.getsize(path),
     }
@@ -397,8 +389,8 @@ def driver_costs(rows_path: Path, root: Path) -> dict:
         journal.append(block)
     append = (time.perf_counter() - start) / appends
     many = rows * 40                                      # 1000 rows
-    final_jsonl = best_of(lambda: write_jsonl(str(root / "final.jsonl"), many), runs=3)
-    final_csv = best_of(lambda: write_csv(str(root / "final.csv"), many), runs=3)
+    final_jsonl = best(lambda: write_jsonl(str(root / "final.jsonl"), many), runs=3)
+    final_csv = best(lambda: write_csv(str(root / "final.csv"), many), runs=3)
     return {"row_bytes": len(text.encode()) / len(rows), "row_memory": in_memory,
             "append_3_rows": append, "final_jsonl_per_row": final_jsonl / len(many),
             "final_csv_per_row": final_csv / len(many)}
@@ -452,16 +444,6 @@ def malloc_effect(repeats: int) -> dict:
 # ---------------------------------------------------------------------------
 # Report
 # ---------------------------------------------------------------------------
-
-def cpu_name() -> str:
-    try:
-        for line in Path("/proc/cpuinfo").read_text().splitlines():
-            if line.startswith("model name"):
-                return line.split(":", 1)[1].strip()
-    except OSError:
-        pass
-    return platform.processor() or "unknown"
-
 
 def uptime() -> str:
     try:

@@ -36,6 +36,8 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
 RESULTS = HERE / "RESULTS.md"
+sys.path.insert(0, str(HERE.parent / "network"))
+from timing import cpu_name  # noqa: E402
 
 # The two files of make_files.py and the runs of each measurement (the best
 # run counts): fewer for the 211 MB file, where one scikit-rf read takes
@@ -94,14 +96,7 @@ def attempt(measure, *args) -> dict:
 
 
 def machine_facts(bench: Path) -> dict:
-    cpu = "unknown"
-    try:
-        for line in Path("/proc/cpuinfo").read_text().splitlines():
-            if line.startswith("model name"):
-                cpu = line.split(":", 1)[1].strip()
-                break
-    except OSError:
-        pass
+    cpu = cpu_name()
     memory = ""
     try:
         kib = int(Path("/proc/meminfo").read_text().split()[1])

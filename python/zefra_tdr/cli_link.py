@@ -24,9 +24,9 @@ import argparse
 import dataclasses
 import json
 import math
-import sys
 import time
 
+from ._progress import Progress
 from .cli import EXIT_OK, _frequency, command
 from .cli_pulse import _numbers, dfe_options, floating_option, port_map
 
@@ -199,28 +199,6 @@ class LinkCache:
         return self._pulses[key]
 
 
-class _Progress:
-    """A bar on stderr while the search runs, only when stderr is a
-    terminal."""
-
-    def __init__(self, stream=None, width=30):
-        self.stream = sys.stderr if stream is None else stream
-        self.width = width
-        self.active = bool(getattr(self.stream, "isatty", lambda: False)())
-        self.start = time.perf_counter()
-
-    def __call__(self, done: int, total: int) -> None:
-        if not self.active:
-            return
-        filled = int(round(self.width * done / max(total, 1)))
-        elapsed = time.perf_counter() - self.start
-        self.stream.write(f"\rsearch [{'#' * filled}{'.' * (self.width - filled)}] "
-                          f"{done}/{total} CTLE settings, {elapsed:.1f} s")
-        if done >= total:
-            self.stream.write("\n")
-        self.stream.flush()
-
-
 def _design_defaults(args) -> dict:
     """Values of the options left unset: the default channel's design
     values for THRU = default, otherwise the documented defaults."""
@@ -336,7 +314,7 @@ def run_link(args, cache=None, search_progress: bool = True) -> LinkRun:
         ffe=vectors, ffe_main=ffe_main, dfe=dfe, crosstalk=aggressors,
         noise_rms=values["noise_rms_v"], dj_ui=values["dj_ui"], rj_ui=values["rj_ui"],
         bin_v=search_bin, threads=args.threads,
-        progress=_Progress() if search_progress else None)
+        progress=Progress("search", "CTLE settings") if search_progress else None)
     times["search_s"] = clock() - start
 
     start = clock()

@@ -136,6 +136,7 @@ def load_plan(plan, *, base_dir=None) -> Plan:
     if len(channels) * len(settings) > _MAX_CASES:
         raise PlanError(f"{source}: {len(channels)} channels x {len(settings)} settings is more "
                         f"than {_MAX_CASES} cases")
+    _check_options(channels[0], settings, source)
     cases, seen = [], {}
     for c, channel in enumerate(channels):
         for s, setting in enumerate(settings):
@@ -352,6 +353,18 @@ def _grid_values(key: str, value, source: str, where: str) -> list:
             raise PlanError(f"{source}: {where}.{key}: {v!r} is not a number or a string")
         checked.append(v)
     return checked
+
+
+def _check_options(channel: Channel, settings: list[dict], source: str) -> None:
+    """Every setting's options as ``zefra-tdr link`` parses them, so that a
+    value of the wrong type stops the plan before any case runs."""
+    from .cli import parse_command
+
+    for setting in settings:
+        try:
+            parse_command(_argv(channel, setting))
+        except ValueError as exc:
+            raise PlanError(f"{source}: settings {setting}: {exc}") from None
 
 
 def setting_label(setting: dict, settings: list[dict]) -> str:

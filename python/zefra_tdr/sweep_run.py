@@ -25,11 +25,10 @@ import contextlib
 import dataclasses
 import math
 import os
-import sys
 import time
 from pathlib import Path
-from typing import Callable
 
+from ._progress import Progress
 from .sweep_output import Journal, JournalLock, parquet_writer, write_csv, write_jsonl, write_parquet
 from .sweep_plan import Plan, load_plan, setting_label
 from .sweep_task import Task, file_checksums
@@ -88,47 +87,6 @@ def plan_tasks(plan: Plan, todo: list, workers: int, block: int | None,
             tasks.append(Task(len(tasks), tuple(cases[start:end]), threads))
             start = end
     return tasks
-
-
-class Progress:
-    """Cases done, rate and time left: a bar on a terminal, otherwise one
-    log line per finished task."""
-
-    def __init__(self, total: int, stream=None, enabled: bool = True):
-        self.stream = sys.stderr if stream is None else stream
-        self.enabled = enabled
-        self.tty = enabled and bool(getattr(self.stream, "isatty", lambda: False)())
-        self.total = total
-        self.done = 0
-        self.start = time.perf_counter()
-
-    def log(self, message: str) -> None:
-        if not self.enabled:
-            return
-        if self.tty:
-            self.stream.write("\r\033[K")
-        self.stream.write(f"sweep: {message}\n")
-        self.stream.flush()
-
-    def advance(self, count: int) -> None:
-        self.done += count
-        if not self.enabled:
-            return
-        elapsed = time.perf_counter() - self.start
-        rate = self.done / elapsed if elapsed > 0 else 0.0
-        left = (self.total - self.done) / rate if rate > 0 else float("inf")
-        left_text = "?" if not math.isfinite(left) else f"{left:.0f} s"
-        if self.tty:
-            width = 30
-            filled = int(round(width * self.done / max(self.total, 1)))
-            self.stream.write(f"\rsweep [{'#' * filled}{'.' * (width - filled)}] "
-                              f"{self.done}/{self.total} cases, {rate:.2f}/s, {left_text} left")
-            if self.done >= self.total:
-                self.stream.write("\n")
-        else:
-            self.stream.write(f"sweep: {self.done}/{self.total} cases done, {rate:.2f} cases/s, "
-                              f"about {left_text} left\n")
-        self.stream.flush()
 
 
 def _resumable(rows: list[dict], plan: Plan, notes: list[str]) -> tuple[dict, list[dict]]:
@@ -259,7 +217,6 @@ def sweep(plan, *, client=None, scheduler: str | None = None, local_cluster: int
     plan = plan if isinstance(plan, Plan) else load_plan(plan)
     kind, owned, count = _executor(client, scheduler, local_cluster, workers)
     notes: list[str] = []
-    bar = None
     stack = contextlib.ExitStack()
     try:
         _check_outputs(plan)
@@ -291,7 +248,8 @@ def sweep(plan, *, client=None, scheduler: str | None = None, local_cluster: int
         finished = dict(kept)
         journal.start([finished[c.case_id] for c in plan.cases if c.case_id in finished]
                       + foreign)
-        bar = Progress(len(todo), stream=stream, enabled=progress)
+        bar = Progress("sweep", "cases", stream=stream, lines=True, enabled=progress)
+        total, count_done = len(todo), 0
         for note in notes:
             bar.log(note)
         if kept:
@@ -299,9 +257,11 @@ def sweep(plan, *, client=None, scheduler: str | None = None, local_cluster: int
 
         def done(task: Task, rows: list[dict]) -> None:
             journal.append(rows)
+            nonlocal count_done
             for row in rows:
                 finished[row["case_id"]] = row
-            bar.advance(len(rows))
+            count_done += len(rows)
+            bar(count_done, total)
 
         def log(message: str) -> None:
             notes.append(message)

@@ -16,7 +16,8 @@ import pytest
 
 import zefra_tdr
 from zefra_tdr.cli import main
-from zefra_tdr.cli_link import _Progress, ctle_family, ffe_vectors
+from zefra_tdr._progress import Progress
+from zefra_tdr.cli_link import ctle_family, ffe_vectors
 from zefra_tdr.equalized import CtleSetting
 from zefra_tdr.pulse_eq import apply_ctle, apply_ffe
 from zefra_tdr.stat_eye import statistical_eye
@@ -203,7 +204,7 @@ def test_progress_bar_is_drawn_only_on_a_terminal():
 
     quiet, loud = io.StringIO(), Terminal()
     for stream in (quiet, loud):
-        bar = _Progress(stream)
+        bar = Progress("search", "CTLE settings", stream=stream)
         bar(1, 2)
         bar(2, 2)
     assert quiet.getvalue() == ""

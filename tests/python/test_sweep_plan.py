@@ -155,3 +155,9 @@ def test_case_id_does_not_depend_on_the_order_options_are_written_in():
 def test_overlapping_grids_giving_one_case_twice_are_refused():
     with pytest.raises(PlanError, match=r"\{'dfe': 2\} and \{'dfe': 2\} are the same case"):
         load_plan({"channels": ["default"], "settings": [{"dfe": [0, 2]}, {"dfe": [2, 4]}]})
+
+
+def test_option_value_link_cannot_parse_stops_the_plan_before_any_case():
+    with pytest.raises(PlanError, match=r"settings \{'levels': 'four'\}: .*--levels: invalid "
+                                        r"int value: 'four'"):
+        load_plan({"channels": ["default"], "settings": {"levels": ["four"]}})

@@ -18,8 +18,7 @@ import pytest
 
 import zefra_tdr
 from zefra_tdr.cli import main
-from zefra_tdr.sweep_plan import load_plan
-from zefra_tdr.sweep_run import Progress
+from zefra_tdr._progress import Progress
 from zefra_tdr.sweep_task import link_figures
 
 from sweep_fixtures import (QUICK_SETTINGS, SLOW_SETTINGS, cli, cli_env, plan_dict,
@@ -327,9 +326,9 @@ class Terminal(io.StringIO):
 
 def test_progress_on_a_terminal_is_one_bar_with_rate_and_time_left():
     stream = Terminal()
-    bar = Progress(4, stream=stream)
-    bar.advance(1)
-    bar.advance(3)
+    bar = Progress("sweep", "cases", stream=stream, lines=True)
+    bar(1, 4)
+    bar(4, 4)
     text = stream.getvalue()
     assert "\n" not in text.rstrip("\n") and text.count("\r") == 2
     assert "1/4 cases" in text and "4/4 cases" in text and "/s" in text and "left" in text
@@ -337,9 +336,9 @@ def test_progress_on_a_terminal_is_one_bar_with_rate_and_time_left():
 
 def test_progress_in_a_log_is_plain_lines():
     stream = io.StringIO()
-    bar = Progress(2, stream=stream)
-    bar.advance(1)
-    bar.advance(1)
+    bar = Progress("sweep", "cases", stream=stream, lines=True)
+    bar(1, 2)
+    bar(2, 2)
     lines = stream.getvalue().splitlines()
     assert [line.split(",")[0] for line in lines] == ["sweep: 1/2 cases done",
                                                       "sweep: 2/2 cases done"]
@@ -446,3 +445,19 @@ def test_local_cluster_leaves_the_callers_environment_as_it_was(lanes, tmp_path)
                              local_cluster=1)
     assert not result.errors and len(result.rows) == 3
     assert dict(os.environ) == before
+
+
+@pytest.mark.parametrize("option, message", [
+    (["--workers", "0"], "--workers 0: expected 1 or more"),
+    (["--block", "0"], "--block 0: expected 1 or more cases per task"),
+    (["--threads-per-case", "-1"], "threads per case -1: expected 0 (every core) or more"),
+    (["--worst", "-1"], "--worst -1: expected 0 or more"),
+    (["--local-cluster", "0"], "--local-cluster 0: expected 1 or more workers"),
+])
+def test_bad_option_exits_2_with_one_line_and_writes_nothing(lanes, tmp_path, option, message):
+    plan = write_plan(lanes, QUICK_SETTINGS, tmp_path)
+    proc = cli("sweep", str(plan), *option)
+    out, err = proc.communicate(timeout=120)
+    assert proc.returncode == 2
+    assert err.strip().splitlines() == [f"zefra-tdr: error: {message}"]
+    assert not (tmp_path / "rows.jsonl").exists()
