@@ -232,13 +232,13 @@ void run(Input& in, bool direct, bool invalid) {
                   nullGridOut ? nullptr : q.data(), nOut, out.data());
   } else if (mode == 2) {
     const bool nullQueries = in.flag();
-    zefra_interp_Sparam_C(reinterpret_cast<const zefra_sparam_complex*>(s.data()), f.data(), nIn,
+    zefra_interp_Sparam_C(s.data(), f.data(), nIn,
                           nullQueries ? nullptr : q.data(), nOut,
-                          nullQueries ? reinterpret_cast<zefra_sparam_complex*>(out.data())
+                          nullQueries ? out.data()
                                       : nullptr);
   } else {
-    zefra_interp_Sparam_C(reinterpret_cast<const zefra_sparam_complex*>(s.data()), f.data(), nIn,
-                          q.data(), nOut, reinterpret_cast<zefra_sparam_complex*>(out.data()));
+    zefra_interp_Sparam_C(s.data(), f.data(), nIn,
+                          q.data(), nOut, out.data());
   }
   s.verify(what);
   f.verify(what);

@@ -1,5 +1,6 @@
 /* The public headers compile as strict C11 (this file is built with
  * -std=c11 -pedantic-errors); the C++ tests include them as C++. */
+#include "zefra/interp_sparam.h"
 #include "zefra/tdr_helpers.h"
 #include "zefra/toolkit.h"
 
@@ -8,4 +9,9 @@
 #endif
 
 int zefra_header_c11_check(void);
-int zefra_header_c11_check(void) { return (int)sizeof(zefra_complex); }
+/* One complex type: the sibling's export takes the library's zefra_complex. */
+int zefra_header_c11_check(void) {
+  void (*resample)(const zefra_complex *, const double *, int32_t, const double *, int32_t,
+                   zefra_complex *) = zefra_interp_Sparam_C;
+  return (int)sizeof(zefra_complex) + (resample != 0);
+}

@@ -15,6 +15,10 @@
  *     input" (docs/behaviour.md, installed in share/doc/Zefra_TDR_Helpers)
  *     states what each function does with empty, negative or non-finite
  *     input.
+ *   - An output buffer may share memory with an input or with another
+ *     output: the result is that of separate buffers, each output written
+ *     whole in parameter order (except Butterworth_TF and GetButterworthTF,
+ *     whose H must not share memory with w).
  *   - Every function may be called from several threads at once, provided
  *     the buffers of concurrent calls do not overlap.
  *
@@ -25,6 +29,8 @@
 
 #include <stdbool.h>
 #include <stdint.h>
+
+#include "zefra/zefra_complex.h"
 
 #if defined(_WIN32)
 /* On Windows the module-definition file decides what is exported. */
@@ -43,11 +49,6 @@
 extern "C" {
 #endif
 
-/* One complex value: 16 bytes, real part then imaginary part. */
-typedef struct zefra_complex {
-  double re;
-  double im;
-} zefra_complex;
 
 /* ---- Statistics ------------------------------------------------------- */
 

@@ -26,7 +26,7 @@
 namespace zefra::interp_sparam {
 
 double dcValue(Complex s0, double f0, double w) {
-  const Complex deembedded = (w == 0.0) ? s0 : mul(s0, rotor(w * f0));
+  const Complex deembedded = (w == 0.0) ? s0 : complexMultiply(s0, rotor(w * f0));
   if (std::isnan(deembedded.re) || std::isnan(deembedded.im)) {
     return std::numeric_limits<double>::quiet_NaN();
   }
@@ -38,7 +38,7 @@ Complex aboveBand(Complex sLast, double fLast, double f, double w) {
   if (w == 0.0) {
     return sLast;
   }
-  return mul(sLast, rotor(-(w * (f - fLast))));
+  return complexMultiply(sLast, rotor(-(w * (f - fLast))));
 }
 
 }  // namespace zefra::interp_sparam

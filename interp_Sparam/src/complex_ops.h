@@ -1,22 +1,20 @@
 // Small complex helpers for the resampler, written out component by
-// component.  The build forbids FMA contraction, so each expression rounds
-// exactly as written here; the resampler's results are fixed to the bit by
-// these evaluation orders.
+// component (the product is the library's one complexMultiply).  The build
+// forbids FMA contraction, so each expression rounds exactly as written
+// here; the resampler's results are fixed to the bit by these evaluation
+// orders.
 #ifndef ZEFRA_INTERP_SPARAM_COMPLEX_OPS_H
 #define ZEFRA_INTERP_SPARAM_COMPLEX_OPS_H
 
 #include <cmath>
 #include <limits>
 
-#include "zefra/interp_sparam.h"
+#include "frame/complex.h"
 
 namespace zefra::interp_sparam {
 
-using Complex = zefra_sparam_complex;
-
-inline Complex mul(Complex a, Complex b) {
-  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
-}
+using zefra::Complex;
+using zefra::complexMultiply;
 
 // exp(j angle).  cos and sin come from the same argument, so the pair has
 // unit modulus to within a couple of ulps for any finite angle.

@@ -28,7 +28,7 @@ namespace {
 using zefra::interp_sparam::Complex;
 using zefra::interp_sparam::Segment;
 
-void fill(zefra_sparam_complex* out, std::size_t m, Complex value) {
+void fill(zefra_complex* out, std::size_t m, Complex value) {
   for (std::size_t i = 0; i < m; ++i) {
     out[i] = value;
   }
@@ -36,8 +36,8 @@ void fill(zefra_sparam_complex* out, std::size_t m, Complex value) {
 
 }  // namespace
 
-void zefra_interp_Sparam_C(const zefra_sparam_complex* sIn, const double* fIn, int32_t nIn,
-                           const double* fOut, int32_t nOut, zefra_sparam_complex* sOut) {
+void zefra_interp_Sparam_C(const zefra_complex* sIn, const double* fIn, int32_t nIn,
+                           const double* fOut, int32_t nOut, zefra_complex* sOut) {
   namespace ip = zefra::interp_sparam;
   if (nOut <= 0 || fOut == nullptr || sOut == nullptr) {
     return;

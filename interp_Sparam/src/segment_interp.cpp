@@ -42,8 +42,8 @@ Complex interpolateSegment(const Segment& seg, double f, double w) {
     return lerp(seg.a, seg.b, r);
   }
   const Complex ra = rotor(-(w * (f - seg.fa)));
-  const Complex rb = mul(ra, seg.step);
-  return lerp(mul(seg.a, ra), mul(seg.b, rb), r);
+  const Complex rb = complexMultiply(ra, seg.step);
+  return lerp(complexMultiply(seg.a, ra), complexMultiply(seg.b, rb), r);
 }
 
 }  // namespace zefra::interp_sparam

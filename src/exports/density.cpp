@@ -33,7 +33,7 @@ bool cursorDensity(DensityKernel kernel, const double* signal, int32_t levelCoun
                    double** amplitudesOut, double** probabilitiesOut, double* offsetOut,
                    double* binWidth, int32_t sampleCount, int32_t* countOut) {
   CallFrame frame;
-  DynArray* samples = frame.row(signal, sampleCount);
+  const DynArray* samples = frame.inputRow(signal, sampleCount);
   DynArray* amplitudes = frame.doubleOutput(1, 0);
   DynArray* density = frame.doubleOutput(1, 0);
   const bool ok = kernel(samples, levelCount, *binWidth, amplitudes, density, offsetOut,
@@ -68,10 +68,8 @@ bool d_cpdf(const double* points, const double* weights, double* centersOut, dou
             int32_t pointCount, int32_t weightCount, int32_t outCount, double binWidth,
             double* offsetOut, double* widthOut) {
   CallFrame frame;
-  // The core only reads points and weights: the caller's buffers are used
-  // in place.
-  const DynArray* pointRecord = frame.borrowedRow(points, pointCount);
-  const DynArray* weightRecord = frame.borrowedRow(weights, weightCount);
+  const DynArray* pointRecord = frame.inputRow(points, pointCount);
+  const DynArray* weightRecord = frame.inputRow(weights, weightCount);
   DynArray* centers = frame.doubleOutput(1, outCount);
   DynArray* density = frame.doubleOutput(1, outCount);
   const bool ok = zefra::quantizedHistogramPdf(binWidth, pointRecord, weightRecord, density,

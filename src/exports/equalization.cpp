@@ -11,28 +11,20 @@ using zefra::DynArray;
 void td_ctle(const double* input, double* output, int32_t sampleCount, double baseRate,
              double zeroFreq, double pole1Freq, double pole2Freq, double gainDb,
              double rateMultiplier) {
-  CallFrame frame;
-  // The filter reads x[k] before it writes y[k] and never looks back, so it
-  // runs on the caller's buffers directly unless they share memory.
-  if (!zefra::anyShared({zefra::spanOf(output, sampleCount)}, {zefra::spanOf(input, sampleCount)})) {
-    zefra::ctleFilter(frame.borrowedColumn(input, sampleCount), baseRate, zeroFreq, pole1Freq,
-                      pole2Freq, gainDb, rateMultiplier,
-                      frame.borrowedOutput(output, sampleCount));
-    return;
-  }
-  DynArray* in = frame.column(input, sampleCount);
-  DynArray* out = frame.doubleOutput(0, 1);
+  CallFrame frame({zefra::spanOf(output, sampleCount)});
+  const DynArray* in = frame.input(input, sampleCount);
+  DynArray* out = frame.output(output, sampleCount);
   zefra::ctleFilter(in, baseRate, zeroFreq, pole1Freq, pole2Freq, gainDb, rateMultiplier, out);
-  zefra::copyFirstExtentOut(out, output);
+  zefra::deliver(out, output, out->size[0]);
 }
 
 double Get_xtlk_noise_step(const double* response, const double* pattern,
                            int32_t responseLength, int32_t patternLength, int32_t samplesPerUi,
                            double amplitude) {
   CallFrame frame;
-  DynArray* responseRecord = frame.column(response, responseLength);
-  DynArray* patternRecord = frame.column(pattern, patternLength);
-  return zefra::crosstalkNoisePower(responseRecord, patternRecord, samplesPerUi, amplitude);
+  return zefra::crosstalkNoisePower(frame.input(response, responseLength),
+                                    frame.input(pattern, patternLength), samplesPerUi,
+                                    amplitude);
 }
 
 void floatingDFE(const double* pulse, int32_t pulseLength, double searchStart,
@@ -40,13 +32,14 @@ void floatingDFE(const double* pulse, int32_t pulseLength, double searchStart,
                  double mainCursor, int32_t /*reservedInt: never read*/, double* tapPositionsOut,
                  double* tapWeightsOut, double* tapLimitsOut) {
   CallFrame frame;
-  DynArray* pulseRecord = frame.column(pulse, pulseLength);
+  // The kernel turns its pulse record into the residual ISI: a copy.
+  DynArray* residual = frame.column(pulse, pulseLength);
   DynArray* positions = frame.doubleOutput(0, 0);
   DynArray* weights = frame.doubleOutput(0, 0);
   DynArray* limits = frame.doubleOutput(0, 0);
-  zefra::floatingTapPlacement(pulseRecord, searchStart, tapsPerGroup, groupCount, searchEnd,
+  zefra::floatingTapPlacement(residual, searchStart, tapsPerGroup, groupCount, searchEnd,
                               maxTapWeight, mainCursor, positions, weights, limits);
-  zefra::copyCountOut(positions, tapPositionsOut, zefra::numel(positions));
-  zefra::copyCountOut(weights, tapWeightsOut, zefra::numel(weights));
-  zefra::copyCountOut(limits, tapLimitsOut, zefra::numel(limits));
+  zefra::deliver(positions, tapPositionsOut, zefra::numel(positions));
+  zefra::deliver(weights, tapWeightsOut, zefra::numel(weights));
+  zefra::deliver(limits, tapLimitsOut, zefra::numel(limits));
 }

@@ -1,23 +1,19 @@
-// Exports of the vector reductions.  The kernels only read their input, so
-// the caller's buffer is wrapped in place rather than copied (a copy would
-// give the same value and cost a pass over fresh memory).
+// Exports of the vector reductions: the kernels only read their input.
 #include "frame/call_frame.h"
 #include "numeric/reductions.h"
 #include "zefra/tdr_helpers.h"
 
-using zefra::CallFrame;
-
 double median(const double* x, int32_t n) {
-  CallFrame frame;
-  return zefra::medianKernel(frame.borrowedColumn(x, n));
+  zefra::CallFrame frame;
+  return zefra::medianKernel(frame.input(x, n));
 }
 
 double Eval_std(const double* x, int32_t n) {
-  CallFrame frame;
-  return zefra::stdKernel(frame.borrowedColumn(x, n));
+  zefra::CallFrame frame;
+  return zefra::stdKernel(frame.input(x, n));
 }
 
 double norm(const double* x, int32_t n) {
-  CallFrame frame;
-  return zefra::normKernel(frame.borrowedColumn(x, n));
+  zefra::CallFrame frame;
+  return zefra::normKernel(frame.input(x, n));
 }

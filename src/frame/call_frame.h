@@ -1,14 +1,19 @@
 // CallFrame: the wrapping every export performs around its one kernel call.
 //
-//   1. each caller input buffer is copied, in index order, into a fresh
-//      record of the export's shape (column {n, 1} or row {1, n});
-//   2. each output gets a fresh zero-filled record;
-//   3. the kernel runs on the records;
-//   4. the result is copied back into the caller's buffer;
-//   5. every record is freed, in creation order, when the frame goes away.
-//
-// The caller's buffers are never written (except the outputs in step 4) and
-// never kept.  Counts are not validated: a negative count becomes a negative
+// One rule for the caller's buffers: the kernel reads its inputs and writes
+// its outputs in the caller's own memory.  An input record borrows the
+// caller's buffer (ownsData false: any growth would first make an owned
+// copy, so the caller's input is never written); an output record has the
+// caller's buffer as its storage, sized and filled by the kernel.  The
+// frame is told up front which caller buffers the kernel writes, and two
+// cases of shared memory are resolved by copies:
+//   - an input that an output overlaps is copied before the kernel runs, so
+//     the kernel never reads a value it has already overwritten;
+//   - an output that overlaps another output is staged in a record of the
+//     library's own and delivered after the kernel, in parameter order, as
+//     if each output had been written whole in turn.
+// Records the frame creates are freed, in creation order, when it goes
+// away.  Counts are not validated: a negative count becomes a negative
 // extent, for which no storage is allocated and nothing is copied.
 #pragma once
 
@@ -20,56 +25,6 @@
 
 namespace zefra {
 
-class CallFrame {
- public:
-  CallFrame() = default;
-  CallFrame(const CallFrame&) = delete;
-  CallFrame& operator=(const CallFrame&) = delete;
-  ~CallFrame();
-
-  // Step 1: a copy of n caller values as a column {n, 1} or a row {1, n}.
-  DynArray* column(const double* values, int32_t n);
-  DynArray* row(const double* values, int32_t n);
-  DynArray* complexColumn(const Complex* values, int32_t n);
-  DynArray* complexRow(const Complex* values, int32_t n);
-
-  // Step 1 without the copy, for kernels that only read their input: a
-  // column {n, 1} record that borrows the caller's buffer (ownsData false).
-  // Any growth would replace the borrowed storage by an owned copy, so the
-  // caller's buffer is still never written.
-  const DynArray* borrowedColumn(const double* values, int32_t n);
-  const DynArray* borrowedColumn(const Complex* values, int32_t n);
-  const DynArray* borrowedRow(const double* values, int32_t n);
-  const DynArray* borrowedRow(const Complex* values, int32_t n);
-
-  // Steps 2 and 4 without the copy: an empty {0, 1} output record whose
-  // storage is the caller's buffer of `capacity` doubles, for kernels that
-  // size their result to at most that many elements and write every one of
-  // them in index order (they never read the zeros a fresh record holds).
-  // The kernel then writes the caller's buffer directly.
-  DynArray* borrowedOutput(double* values, int32_t capacity);
-  DynArray* borrowedOutput(Complex* values, int32_t capacity);
-
-  // Step 2: a zero-filled output record of shape {rows, cols}.
-  DynArray* doubleOutput(int32_t rows, int32_t cols);
-  DynArray* complexOutput(int32_t rows, int32_t cols);
-
- private:
-  static constexpr int kMaxRecords = 16;
-
-  DynArray* create(int32_t rows, int32_t cols, int32_t elementSize);
-  template <typename T>
-  DynArray* copyIn(const T* values, int32_t rows, int32_t cols, int32_t n);
-  template <typename T>
-  DynArray* borrow(T* values, int32_t rows, int32_t capacity);
-
-  DynArray* records_[kMaxRecords] = {};
-  int count_ = 0;
-};
-
-// True when the byte ranges [a, a + aBytes) and [b, b + bBytes) intersect.
-bool sharesMemory(const void* a, size_t aBytes, const void* b, size_t bBytes);
-
 // A caller buffer as a byte range.
 struct Span {
   const void* start;
@@ -77,22 +32,77 @@ struct Span {
 };
 
 template <typename T>
-Span spanOf(const T* values, int32_t count) {
+Span spanOf(const T* values, int64_t count) {
   return {values, count > 0 ? static_cast<size_t>(count) * sizeof(T) : 0};
 }
 
-// True when an output shares memory with another output or with an input:
-// then an export must not let its kernel write the caller's outputs
-// directly, because a later read could see an earlier write.
-bool anyShared(std::initializer_list<Span> outputs, std::initializer_list<Span> inputs);
+class CallFrame {
+ public:
+  // `outputs`: every caller buffer the kernel writes, in parameter order.
+  explicit CallFrame(std::initializer_list<Span> outputs = {});
+  CallFrame(const CallFrame&) = delete;
+  CallFrame& operator=(const CallFrame&) = delete;
+  ~CallFrame();
 
-// Step 4 for the exports that hand back as many elements as the result's
-// first extent holds (a {1, k} result therefore gives one element).
-void copyFirstExtentOut(const DynArray* result, double* out);
-void copyFirstExtentOut(const DynArray* result, Complex* out);
+  // An input of n caller values as a column {n, 1} or a row {1, n}: the
+  // caller's buffer, or a copy of it when an output overlaps it.
+  template <typename T>
+  const DynArray* input(const T* values, int32_t n) {
+    return wrap(values, n, 1, n, sizeof(T));
+  }
+  template <typename T>
+  const DynArray* inputRow(const T* values, int32_t n) {
+    return wrap(values, 1, n, n, sizeof(T));
+  }
 
-// Step 4 for the exports that take their point count from the caller.
-void copyCountOut(const DynArray* result, double* out, int32_t count);
-void copyCountOut(const DynArray* result, Complex* out, int32_t count);
+  // An empty record for the output `values` of `capacity` elements: the
+  // caller's buffer, or a fresh record when the output overlaps another
+  // one.  Either way the kernel sizes it; deliver() completes it.
+  template <typename T>
+  DynArray* output(T* values, int32_t capacity) {
+    return makeOutput(values, capacity, sizeof(T));
+  }
+
+  // Copies of n caller values, column or row, for kernels that work on
+  // their input in place; the caller's buffer stays untouched.
+  DynArray* column(const double* values, int32_t n) { return copy(values, n, 1, n, 8); }
+  DynArray* row(const double* values, int32_t n) { return copy(values, 1, n, n, 8); }
+  DynArray* complexColumn(const Complex* values, int32_t n) { return copy(values, n, 1, n, 16); }
+  DynArray* complexRow(const Complex* values, int32_t n) { return copy(values, 1, n, n, 16); }
+
+  // A zero-filled record of the library's own, {rows, cols}, for results
+  // the kernel shapes itself and the export hands back afterwards.
+  DynArray* doubleOutput(int32_t rows, int32_t cols) { return create(rows, cols, 8); }
+  DynArray* complexOutput(int32_t rows, int32_t cols) { return create(rows, cols, 16); }
+
+ private:
+  static constexpr int kMaxRecords = 16;
+  static constexpr int kMaxOutputs = 4;
+
+  DynArray* create(int32_t rows, int32_t cols, size_t elementSize);
+  DynArray* copy(const void* values, int32_t rows, int32_t cols, int32_t n, size_t elementSize);
+  const DynArray* wrap(const void* values, int32_t rows, int32_t cols, int32_t n,
+                       size_t elementSize);
+  DynArray* makeOutput(void* values, int32_t capacity, size_t elementSize);
+
+  Span outputs_[kMaxOutputs] = {};
+  int outputCount_ = 0;
+  DynArray* records_[kMaxRecords] = {};
+  int count_ = 0;
+};
+
+// Hands `count` elements of a result back to the caller's buffer `out`,
+// unless the kernel wrote them there already (the record still borrows
+// `out`).
+template <typename T>
+void deliver(const DynArray* result, T* out, int32_t count) {
+  if (result->data == out && !result->ownsData) {
+    return;
+  }
+  const T* values = elementsOf<T>(result);
+  for (int32_t i = 0; i < count; ++i) {
+    out[i] = values[i];
+  }
+}
 
 }  // namespace zefra

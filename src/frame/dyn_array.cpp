@@ -145,4 +145,32 @@ void ensureCapacityInt32(DynArray* array, int32_t oldNumel) {
   ensureCapacityTyped(array, oldNumel, static_cast<int32_t>(sizeof(int32_t)));
 }
 
+template <typename T>
+void reshape(DynArray* array, int32_t rows, int32_t columns) {
+  const int32_t before = numel(array);
+  array->size[0] = rows;
+  array->size[1] = columns;
+  ensureCapacityTyped(array, before, static_cast<int32_t>(sizeof(T)));
+}
+
+template <typename T>
+void reshapeGeneric(DynArray* array, int32_t rows, int32_t columns) {
+  const int32_t before = numel(array);
+  array->size[0] = rows;
+  array->size[1] = columns;
+  ensureCapacity(array, before, static_cast<int32_t>(sizeof(T)));
+}
+
+template <typename T>
+void shapeRow(DynArray* array, int32_t columns) {
+  reshape<T>(array, 1, columns);
+}
+
+template void reshape<double>(DynArray*, int32_t, int32_t);
+template void reshape<Complex>(DynArray*, int32_t, int32_t);
+template void reshapeGeneric<double>(DynArray*, int32_t, int32_t);
+template void reshapeGeneric<Complex>(DynArray*, int32_t, int32_t);
+template void shapeRow<double>(DynArray*, int32_t);
+template void shapeRow<Complex>(DynArray*, int32_t);
+
 }  // namespace zefra

@@ -11,13 +11,9 @@
 #include <cstdint>
 #include <memory>
 
-namespace zefra {
+#include "frame/complex.h"
 
-// One complex number: real part, then imaginary part (16 bytes).
-struct Complex {
-  double re;
-  double im;
-};
+namespace zefra {
 
 struct DynArray {
   void* data;          // element storage, column-major; null until grown
@@ -59,6 +55,22 @@ template <typename T>
 T* elementsOf(const DynArray* array) {
   return static_cast<T*>(array->data);
 }
+
+// Resizes a two-dimensional record to {rows, columns} in the calling order
+// every kernel follows: note the element count, set the extents, grow with
+// that count kept.  `reshape` grows with the typed form for T (saturating
+// doubling, negative counts copy nothing); `reshapeGeneric` with the generic
+// form and sizeof(T).  Out of line on purpose: the kernels' loops compile
+// the same whatever the growth does.
+// Defined for T = double and T = Complex.
+template <typename T>
+void reshape(DynArray* array, int32_t rows, int32_t columns);
+template <typename T>
+void reshapeGeneric(DynArray* array, int32_t rows, int32_t columns);
+
+// Row shaping: reshape to {1, columns}.
+template <typename T>
+void shapeRow(DynArray* array, int32_t columns);
 
 // Element `index` of a double record's storage, which may lie past the
 // extents (storage is zero-filled, at least 16 elements once grown), or 0.0

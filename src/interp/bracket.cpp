@@ -7,25 +7,23 @@ namespace {
 
 constexpr int32_t kLongestWalk = 8;
 
-}  // namespace
-
 int32_t bracketIndex(const double* x, int32_t n, double q) {
   int32_t lo = 1;
   int32_t hi = n;
   int32_t next = 2;
-  if (n > 2) {
-    while (hi > next) {
-      const int32_t mid = (lo >> 1) + (hi >> 1) + (((lo & 1) == 1 && (hi & 1) == 1) ? 1 : 0);
-      if (q >= x[mid - 1]) {
-        lo = mid;
-        next = mid + 1;
-      } else {
-        hi = mid;
-      }
+  while (hi > next) {  // never for n <= 2
+    const int32_t mid = (lo >> 1) + (hi >> 1) + (((lo & 1) == 1 && (hi & 1) == 1) ? 1 : 0);
+    if (q >= x[mid - 1]) {
+      lo = mid;
+      next = mid + 1;
+    } else {
+      hi = mid;
     }
   }
   return lo - 1;
 }
+
+}  // namespace
 
 BracketCursor::BracketCursor(const double* x, int32_t n) : x_(x), n_(n), ordered_(n > 2) {
   for (int32_t i = 0; ordered_ && i + 1 < n; ++i) {

@@ -5,18 +5,15 @@
 
 namespace zefra {
 
-// The library's bisection: lo = 1, hi = n, and while hi > lo + 1 the
-// overflow-free midpoint (lo >> 1) + (hi >> 1) (+1 when both are odd)
-// replaces lo when q >= x(mid), hi otherwise.  Skipped for n <= 2.
-// Returns the zero-based lower index of the bracketing interval.
-int32_t bracketIndex(const double* x, int32_t n, double q);
-
-// The same index for a run of queries, found by walking from the previous
-// bracket when the table is non-decreasing.  There the bisection returns
-// the largest i <= n - 2 with x[i] <= q (0 when there is none), which the
-// walk finds directly: linear time for sorted queries.  A query behind the
-// previous bracket, a long jump, or a table that is not non-decreasing
-// (NaN included) uses the bisection itself.
+// The zero-based lower index of the interval bracketing q, for a run of
+// queries.  The library's bisection defines it: lo = 1, hi = n, and while
+// hi > lo + 1 the overflow-free midpoint (lo >> 1) + (hi >> 1) (+1 when
+// both are odd) replaces lo when q >= x(mid), hi otherwise (skipped for
+// n <= 2); the result is lo - 1.  On a non-decreasing table that is the
+// largest i <= n - 2 with x[i] <= q (0 when there is none), which a walk
+// from the previous bracket finds directly: linear time for sorted
+// queries.  A query behind the previous bracket, a long jump, or a table
+// that is not non-decreasing (NaN included) uses the bisection itself.
 class BracketCursor {
  public:
   BracketCursor(const double* x, int32_t n);

@@ -20,8 +20,6 @@ namespace {
 
 double signOf(double v) { return v < 0.0 ? -1.0 : (v > 0.0 ? 1.0 : v); }
 
-}  // namespace
-
 // One-sided slope at an end: delta1, h1 belong to the end interval,
 // delta2, h2 to its neighbour.  0 when its sign disagrees with delta1 (or
 // anything is NaN); limited to 3 delta1 where the secants change sign.
@@ -58,21 +56,12 @@ std::vector<double> buildHermitePieces(const double* x, const double* y, int32_t
       const double dn = delta[k];
       const double w1 = (hp + (hn + hp)) / ((hn + hp) * 3.0);
       const double w2 = (hn + (hn + hp)) / ((hn + hp) * 3.0);
-      double slope = 0.0;
-      if (dp < 0.0) {
-        if (dp >= dn) {
-          slope = dp / (dp / dn * w1 + w2);
-        } else if (dn < 0.0) {
-          slope = dn / (dn / dp * w2 + w1);
-        }
-      } else if (dp > 0.0) {
-        if (dn >= dp) {
-          slope = dp / (dp / dn * w1 + w2);
-        } else if (dn > 0.0) {
-          slope = dn / (dn / dp * w2 + w1);
-        }
-      }
-      d[k] = slope;
+      // Secants of one strict sign (NaN has none): the formula led by the
+      // smaller of the two in magnitude (dp on a tie).
+      const bool sameSign = (dp < 0.0 && dn < 0.0) || (dp > 0.0 && dn > 0.0);
+      d[k] = !sameSign                        ? 0.0
+             : std::fabs(dn) >= std::fabs(dp) ? dp / (dp / dn * w1 + w2)
+                                              : dn / (dn / dp * w2 + w1);
     }
     d[0] = endSlope(delta[0], delta[1], h[0], h[1]);
     d[intervals] =
@@ -90,26 +79,19 @@ std::vector<double> buildHermitePieces(const double* x, const double* y, int32_t
   return pieces;
 }
 
+}  // namespace
+
 void interpCubicHermite(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi) {
+  // A cubic needs two samples.
+  const std::optional<SampleTable<double>> t = prepareTable<double>(x, y, xi, yi, 2, true);
+  if (!t) {
+    return;
+  }
   const int32_t ni = xi->size[0];
-  double* out = shapeResult<double>(yi, ni);
-  if (ni <= 0) {
-    return;
-  }
-  if (x->size[0] < 2) {
-    fillResult(out, ni, 0.0);  // a cubic needs two samples
-    return;
-  }
-  SampleTable<double> t(x, y);
-  if (t.hasNaNAbscissa()) {
-    fillResult(out, ni, 0.0);
-    return;
-  }
-  t.orderAscending();
-  const int32_t n = t.n;
-  const std::vector<double> pieces = buildHermitePieces(t.x.data(), t.y.data(), n);
+  const std::vector<double> pieces = buildHermitePieces(t->x.data(), t->y.data(), t->n);
   const double* queries = elementsOf<double>(xi);
-  BracketCursor cursor(t.x.data(), n);
+  double* out = elementsOf<double>(yi);
+  BracketCursor cursor(t->x.data(), t->n);
   for (int32_t j = 0; j < ni; ++j) {
     const double q = queries[j];
     if (std::isnan(q)) {
@@ -117,7 +99,7 @@ void interpCubicHermite(const DynArray* x, const DynArray* y, const DynArray* xi
       continue;
     }
     const int32_t lo = cursor.find(q);
-    const double s = q - t.x[static_cast<size_t>(lo)];
+    const double s = q - t->x[static_cast<size_t>(lo)];
     const double* c = &pieces[4 * static_cast<size_t>(lo)];
     out[j] = ((c[0] * s + c[1]) * s + c[2]) * s + c[3];
   }

@@ -23,10 +23,6 @@ void interpLinearExtrapolateComplex(const DynArray* x, const DynArray* y, const 
 void interpLinearNanOutsideComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
                                    DynArray* yi);
 
-// Slope at an end of the table from the end secant delta1 (interval h1)
-// and its neighbour delta2 (h2), limited to keep the shape.
-double endSlope(double delta1, double delta2, double h1, double h2);
-
 // Shape-preserving piecewise cubic Hermite interpolation.
 void interpCubicHermite(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi);
 

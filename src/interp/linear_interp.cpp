@@ -1,17 +1,20 @@
-// Piecewise-linear interpolation of real samples.
+// Piecewise-linear interpolation of real samples, and of complex samples at
+// real abscissas (the real and imaginary parts take the same weights).
 //
-// After the NaN scan (any NaN abscissa leaves every result at 0.0) and the
-// reversal of a descending table, each query q takes:
-//   NaN q                        0.0 (the not-a-number marker holds 0.0)
-//   outside [x(1), x(n)]         0.0, or the end segment extended:
-//     q > x(n):  (q - x(n)) / (x(n) - x(n-1)) * (y(n) - y(n-1)) + y(n)
-//     q < x(1):  (q - x(1)) / (x(2) - x(1)) * (y(2) - y(1)) + y(1)
-//   inside                       r = (q - x(lo)) / (x(lo+1) - x(lo)),
+// After the NaN scan (any NaN abscissa leaves every result at 0) and the
+// reversal of a descending table, each query q takes, in this order:
+//   NaN q                        0 (the not-a-number marker holds 0.0)
+//   q > x(n)                     0, or extrapolating with two values or more
+//                                (q - x(n)) / (x(n) - x(n-1)) * (y(n) - y(n-1)) + y(n)
+//   q < x(1)                     0, or extrapolating
+//                                (q - x(1)) / (x(2) - x(1)) * (y(2) - y(1)) + y(1)
+//   otherwise                    r = (q - x(lo)) / (x(lo+1) - x(lo)),
 //                                ((1 - r) * y(lo)) + (r * y(lo+1)),
 //                                or y(lo) itself on a flat segment.
+// The complex kernel without extrapolation trusts its table as given (no
+// NaN scan, no reversal) and evaluates only x(1) <= q <= x(n).
 #include <cmath>
 
-#include "frame/constants.h"
 #include "interp/bracket.h"
 #include "interp/interpolation.h"
 #include "interp/sample_table.h"
@@ -19,48 +22,35 @@
 namespace zefra {
 namespace {
 
-double interior(const double* x, const double* y, int32_t lo, double q) {
-  const double r = (q - x[lo]) / (x[lo + 1] - x[lo]);
-  const double a = y[lo];
-  const double b = y[lo + 1];
-  return a == b ? a : (1.0 - r) * a + r * b;
-}
-
-void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi,
-                       bool extrapolate) {
+template <typename Value, bool kExtrapolate, bool kChecked>
+void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi) {
+  const std::optional<SampleTable<Value>> t = prepareTable<Value>(x, y, xi, yi, 1, kChecked);
+  if (!t) {
+    return;
+  }
   const int32_t ni = xi->size[0];
-  double* out = shapeResult<double>(yi, ni);
-  if (ni <= 0) {
-    return;
-  }
-  if (x->size[0] < 1) {
-    fillResult(out, ni, 0.0);  // no table
-    return;
-  }
-  SampleTable<double> t(x, y);
-  if (t.hasNaNAbscissa()) {
-    fillResult(out, ni, 0.0);
-    return;
-  }
-  t.orderAscending();
-  const int32_t n = t.n;
-  const double* xs = t.x.data();
-  const double* ys = t.y.data();
+  const int32_t n = t->n;
+  const double* xs = t->x.data();
+  const Value* ys = t->y.data();
   const double* queries = elementsOf<double>(xi);
+  Value* out = elementsOf<Value>(yi);
   BracketCursor cursor(xs, n);
-  const bool extendRight = extrapolate && t.ny - 1 > 0 && n >= 2;
   for (int32_t j = 0; j < ni; ++j) {
     const double q = queries[j];
-    double v = 0.0;
-    if (std::isnan(q)) {
-      v = kNaN;
+    Value v{};
+    if constexpr (!kChecked) {
+      if (q >= xs[0] && xs[n - 1] >= q) {
+        v = interior(xs, ys, cursor.find(q), q);
+      }
+    } else if (std::isnan(q)) {
+      // 0
     } else if (q > xs[n - 1]) {
-      if (extendRight) {
-        v = (q - xs[n - 1]) / (xs[n - 1] - xs[n - 2]) * (ys[n - 1] - ys[n - 2]) + ys[n - 1];
+      if (kExtrapolate && t->ny >= 2 && n >= 2) {
+        v = extend(ys[n - 2], ys[n - 1], (q - xs[n - 1]) / (xs[n - 1] - xs[n - 2]), ys[n - 1]);
       }
     } else if (xs[0] > q) {
-      if (extrapolate) {
-        v = (q - xs[0]) / (xs[1] - xs[0]) * (ys[1] - ys[0]) + ys[0];
+      if (kExtrapolate) {
+        v = extend(ys[0], ys[1], (q - xs[0]) / (xs[1] - xs[0]), ys[0]);
       }
     } else {
       v = interior(xs, ys, cursor.find(q), q);
@@ -73,12 +63,22 @@ void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi,
 
 void interpLinearZeroOutside(const DynArray* x, const DynArray* y, const DynArray* xi,
                              DynArray* yi) {
-  interpolateLinear(x, y, xi, yi, false);
+  interpolateLinear<double, false, true>(x, y, xi, yi);
 }
 
 void interpLinearExtrapolate(const DynArray* x, const DynArray* y, const DynArray* xi,
                              DynArray* yi) {
-  interpolateLinear(x, y, xi, yi, true);
+  interpolateLinear<double, true, true>(x, y, xi, yi);
+}
+
+void interpLinearExtrapolateComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
+                                    DynArray* yi) {
+  interpolateLinear<Complex, true, true>(x, y, xi, yi);
+}
+
+void interpLinearNanOutsideComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
+                                   DynArray* yi) {
+  interpolateLinear<Complex, false, false>(x, y, xi, yi);
 }
 
 }  // namespace zefra

@@ -10,29 +10,20 @@
 #include <vector>
 
 #include "frame/constants.h"
-#include "sparam/complex_scalar.h"
+#include "frame/complex.h"
 
 namespace zefra {
 namespace {
 
-constexpr double kPiLiteral = 3.141592653589793;
-
-// theta_k = (2k + N - 1) pi / (2N), the integer parts formed without
-// 32-bit overflow.
-double poleAngle(int32_t k, int32_t order, double pi) {
-  const auto numerator = static_cast<double>(2 * int64_t{k} + order - 1);
-  return numerator * pi / static_cast<double>(2 * int64_t{order});
-}
-
-std::vector<Complex> poles(int32_t order, double wc, double pi, bool throughExponential) {
+// p_k = wc (cos theta_k, sin theta_k), theta_k = (2k + N - 1) pi / (2N) with
+// the integer parts formed without 32-bit overflow.
+std::vector<Complex> poles(int32_t order, double wc) {
   std::vector<Complex> p;
   p.reserve(static_cast<size_t>(order));
   for (int32_t k = 1; k <= order; ++k) {
-    const double theta = poleAngle(k, order, pi);
-    // exp(j theta) as e^0 (cos theta, sin theta); e^0 is exactly 1.
-    const double scale = throughExponential ? std::exp(0.0) : 1.0;
-    const Complex unit = {scale * std::cos(theta), scale * std::sin(theta)};
-    p.push_back({wc * unit.re, wc * unit.im});
+    const auto numerator = static_cast<double>(2 * int64_t{k} + order - 1);
+    const double theta = numerator * kPi / static_cast<double>(2 * int64_t{order});
+    p.push_back({wc * std::cos(theta), wc * std::sin(theta)});
   }
   return p;
 }
@@ -43,20 +34,19 @@ void butterworthByDivision(int32_t order, const double* w, double wc, int32_t nf
   if (order < 1) {
     return;
   }
-  const std::vector<Complex> p = poles(order, wc, kPi, true);
+  const std::vector<Complex> p = poles(order, wc);
   for (int32_t i = 0; i < nf; ++i) {
     Complex value = {1.0, 0.0};
     for (const Complex& pole : p) {
       const Complex s = {0.0, w[i]};
-      value = quotient({value.re * wc, value.im * wc}, {s.re - pole.re, s.im - pole.im});
+      value = complexDivide({value.re * wc, value.im * wc}, {s.re - pole.re, s.im - pole.im});
       h[i] = value;
     }
   }
 }
 
 void butterworthByConjugate(int32_t order, const double* w, int32_t nf, double wc, Complex* h) {
-  const std::vector<Complex> p = order > 0 ? poles(order, wc, kPiLiteral, false)
-                                           : std::vector<Complex>{};
+  const std::vector<Complex> p = order > 0 ? poles(order, wc) : std::vector<Complex>{};
   for (int32_t i = 0; i < nf; ++i) {
     Complex value = {1.0, 0.0};
     h[i] = value;
@@ -64,7 +54,7 @@ void butterworthByConjugate(int32_t order, const double* w, int32_t nf, double w
       const Complex d = {-pole.re, w[i] - pole.im};
       const double magnitude2 = d.re * d.re + d.im * d.im;
       const Complex factor = {wc * d.re / magnitude2, wc * -d.im / magnitude2};
-      value = complexProduct(value, factor);
+      value = complexMultiply(value, factor);
       h[i] = value;
     }
   }

@@ -8,12 +8,12 @@
 
 namespace zefra {
 
-// Per pole H = (H wc) / (jw - p_k) by the library's scaled complex division,
-// poles wc exp(j theta_k) from kPi.  order < 1 leaves h untouched.
+// Per pole H = (H wc) / (jw - p_k) by the library's scaled complex division.
+// order < 1 leaves h untouched.
 void butterworthByDivision(int32_t order, const double* w, double wc, int32_t nf, Complex* h);
 
-// Per pole H = H * (wc conj(d) / |d|^2), d = jw - p_k, poles from the literal
-// pi.  order < 1 writes (1, 0) everywhere.
+// Per pole H = H * (wc conj(d) / |d|^2), d = jw - p_k.  order < 1 writes
+// (1, 0) everywhere.
 void butterworthByConjugate(int32_t order, const double* w, int32_t nf, double wc, Complex* h);
 
 }  // namespace zefra

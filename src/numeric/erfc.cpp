@@ -8,8 +8,10 @@
 //                          the split near 1/0.35, rb/sb above it)
 // The split is 2.8571414947509766 for erfc and 2.8571434020996094 for erf,
 // as in the published routine.  An argument equal to the infinity markers
-// (0.0) is treated as an infinity of its sign: erfc(0) = 0, erf(0) = 1.
+// (0.0, of either sign) is treated as +infinity: erfc(0) = 0, erf(0) = 1.
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include "frame/constants.h"
 #include "numeric/erf_coefficients.h"
@@ -39,13 +41,10 @@ double middleRatio(double s) {
   return p / q;
 }
 
-// |x| with its mantissa cut to 21 significant bits: 2^e * floor(m * 2^21) *
-// 2^-21 for |x| = m * 2^e, 0.5 <= m < 1.  Every factor is exact.
+// |x| with its mantissa cut to 21 significant bits (the low 32 bits of the
+// 52-bit fraction cleared), so that z * z is exact.
 double cutTo21Bits(double ax) {
-  int exponent = 0;
-  const double mantissa = std::frexp(ax, &exponent);
-  return powGuarded(2.0, static_cast<double>(exponent)) * std::floor(mantissa * 2097152.0) *
-         4.76837158203125e-7;
+  return std::bit_cast<double>(std::bit_cast<uint64_t>(ax) & 0xFFFFFFFF00000000ULL);
 }
 
 // exp(-z^2 - 0.5625) * exp((z - x)(z + x) + R/S), which is erfc(x) * x for
@@ -72,8 +71,8 @@ double erfcScalar(double v) {
   if (std::isnan(v)) {
     return v;
   }
-  if (v == kInf || v == kMinusInf) {
-    return v < 0.0 ? 2.0 : 0.0;
+  if (v == kInf) {  // kMinusInf is the same 0.0, and -0.0 < 0.0 is false
+    return 0.0;
   }
   const double ax = std::fabs(v);
   if (ax < kSmallBranch) {
@@ -107,8 +106,8 @@ double erfScalar(double v) {
   if (std::isnan(v)) {
     return v;
   }
-  if (v == kInf || v == kMinusInf) {
-    return v < 0.0 ? -1.0 : 1.0;
+  if (v == kInf) {  // as in erfcScalar
+    return 1.0;
   }
   const double ax = std::fabs(v);
   if (ax < kSmallBranch) {

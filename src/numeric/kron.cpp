@@ -12,15 +12,13 @@ void kronKernel(const DynArray* a, const DynArray* b, DynArray* y) {
   // output empty rather than wrapping to a size the caller never provided.
   const int64_t count = na > 0 && nb > 0 ? int64_t{na} * nb : 0;
   const int32_t length = count <= INT32_MAX ? static_cast<int32_t>(count) : 0;
-  const int32_t before = numel(y);
-  y->size[0] = length;
-  ensureCapacity(y, before, static_cast<int32_t>(sizeof(double)));
+  reshapeGeneric<double>(y, length, y->size[1]);
+  double* out = elementsOf<double>(y);
   if (length == 0) {
     return;
   }
   const double* av = elementsOf<double>(a);
   const double* bv = elementsOf<double>(b);
-  double* out = elementsOf<double>(y);
   for (int32_t i = 0; i < na; ++i) {
     double* row = out + static_cast<int64_t>(i) * nb;
     for (int32_t j = 0; j < nb; ++j) {

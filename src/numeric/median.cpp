@@ -50,10 +50,7 @@ void resolveZeroRanks(const double* x, int32_t n, const int32_t* ranks, double* 
 // one of the infinity markers (which hold 0.0, so: either value is zero),
 // a + (b - a) * 0.5 otherwise.
 double evenMidpoint(double a, double b) {
-  if (a < 0.0 && b >= 0.0) {
-    return (a + b) * 0.5;
-  }
-  if (a == kMinusInf || a == kInf || b == kMinusInf || b == kInf) {
+  if ((a < 0.0 && b >= 0.0) || a == kInf || b == kInf) {  // kMinusInf is the same 0.0
     return (a + b) * 0.5;
   }
   return a + (b - a) * 0.5;

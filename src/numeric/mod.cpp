@@ -13,11 +13,9 @@ namespace zefra {
 
 void modKernel(const DynArray* x, double m, DynArray* y) {
   const int32_t n = x->size[0];
-  const int32_t before = numel(y);
-  y->size[0] = n;
-  ensureCapacity(y, before, static_cast<int32_t>(sizeof(double)));
-  const double* in = elementsOf<double>(x);
+  reshapeGeneric<double>(y, n, y->size[1]);
   double* out = elementsOf<double>(y);
+  const double* in = elementsOf<double>(x);
   const bool integerDivisor = m == std::floor(m);
   for (int32_t i = 0; i < n; ++i) {
     const double v = in[i];

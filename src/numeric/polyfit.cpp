@@ -12,11 +12,12 @@
 // order, tau, partial norms) are records of n entries.  Every pass over the
 // data is linear in m and allocates nothing, so the whole fit is O(m).
 #include "numeric/polyfit.h"
-#include "numeric/scaled_norm.h"
 
 #include <algorithm>
 #include <cmath>
 #include <utility>
+
+#include "numeric/reductions.h"
 
 namespace zefra {
 namespace {
@@ -29,9 +30,6 @@ constexpr double kInvSafeMin = 9.9792015476736e291;
 // Partial column norms are recomputed from scratch once the downdated value
 // has lost about half of its digits (square root of machine epsilon).
 constexpr double kDowndateLimit = 1.4901161193847656e-8;
-
-// Machine epsilon, for the rank tolerance.
-constexpr double kEpsilon = 2.220446049250313e-16;
 
 // Applies H = I - tau [1; v] [1; v]^T, v = column[i + 1 ... m - 1], to
 // target[i ... m - 1]:
@@ -56,14 +54,8 @@ DynArrayPtr doubleVector(int32_t n) {
   return vector;
 }
 
-}  // namespace
 
-// The scaled recurrence of the library's norm, applied to a stretch of a
-// longer vector.
-double scaledNorm2(int32_t n, const double* v, int32_t start) {
-  return scaledEuclideanNorm(n >= 1 ? v + start : nullptr, n);
-}
-
+// v[start ... start + n - 1] *= factor.
 void scaleVector(int32_t n, double factor, double* v, int32_t start) {
   const int32_t end = start + n;
   for (int32_t k = start; k < end; ++k) {
@@ -92,6 +84,10 @@ double safeHypot(double a, double b) {
   return absA * 1.4142135623730951;
 }
 
+// Generates the reflection H = I - tau [1; v] [1; v]^T with
+// H [alpha; x] = [beta; 0] for alpha and the n - 1 entries x[start ...]:
+// replaces alpha by beta and the entries by v, returns tau.
+//
 // beta = -+hypot(alpha, ||x||) takes the sign opposite to alpha (negative
 // for alpha >= 0, -0.0 included), so alpha - beta never cancels;
 // tau = (beta - alpha) / beta and v = x / (alpha - beta), the division done
@@ -111,7 +107,7 @@ double householderVector(int32_t n, double* alpha, double* x, int32_t start) {
     return 0.0;
   }
   const int32_t count = n - 1;
-  double xnorm = scaledNorm2(count, x, start);
+  double xnorm = scaledEuclideanNorm(x + start, count);
   if (xnorm == 0.0) {
     return 0.0;
   }
@@ -127,7 +123,7 @@ double householderVector(int32_t n, double* alpha, double* x, int32_t start) {
       beta = beta * kInvSafeMin;
       *alpha = *alpha * kInvSafeMin;
     } while (std::fabs(beta) < kSafeMin && beta != 0.0);
-    xnorm = scaledNorm2(count, x, start);
+    xnorm = scaledEuclideanNorm(x + start, count);
     beta = safeHypot(*alpha, xnorm);
     if (*alpha >= 0.0) {
       beta = -beta;
@@ -146,15 +142,17 @@ double householderVector(int32_t n, double* alpha, double* x, int32_t start) {
   return tau;
 }
 
+// Solves min ||A c - b|| for an m x n matrix A given as n column pointers of
+// m entries each.  A is overwritten by its pivoted QR factorisation (R on and
+// above the diagonal, the reflection vectors below it) and b by Q^T b; c
+// receives n coefficients in the column order A had on entry.
+//
 // Householder QR with column pivoting (largest remaining partial norm first,
 // ties keeping the lower index), then Q^T b and back substitution over all
-// min(m, n) columns.  The numerical rank is counted against
-// tol = eps * max(m, 2) * |R[0,0]| and returned, but a rank-deficient
-// problem is still solved in full: a zero or rounding-sized diagonal entry
-// then yields non-finite or meaningless coefficients, without any error.
-double pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c) {
-  m = std::max(m, 0);
-  n = std::max(n, 0);
+// min(m, n) columns.  There is no rank test: a rank-deficient problem is
+// solved in full, and a zero or rounding-sized diagonal entry then yields
+// non-finite or meaningless coefficients, without any error.
+void pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c) {
   const int32_t k = std::min(m, n);
 
   DynArrayPtr pivotRecord(dynArrayInit(1));
@@ -170,7 +168,7 @@ double pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double*
 
   for (int32_t j = 0; j < n; ++j) {
     jpvt[j] = j;
-    vn1[j] = scaledNorm2(m, columns[j], 0);
+    vn1[j] = scaledEuclideanNorm(columns[j], m);
     vn2[j] = vn1[j];
   }
 
@@ -198,34 +196,6 @@ double pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double*
       }
     }
 
-    // Downdate the partial norms of the remaining columns by the entry just
-    // moved into row i: vn1 <- vn1 * sqrt(1 - (|A[i,j]| / vn1)^2).  The
-    // clamp at 0 leaves a NaN as it is.  When too little of the original
-    // norm vn2 survives, the norm of rows i+1 ... m-1 is recomputed.
-    for (int32_t j = i + 1; j < n; ++j) {
-      if (vn1[j] != 0.0) {
-        const double ratio = std::fabs(columns[j][i]) / vn1[j];
-        double t = 1.0 - ratio * ratio;
-        if (t < 0.0) {
-          t = 0.0;
-        }
-        const double kept = vn1[j] / vn2[j];
-        if (t * (kept * kept) <= kDowndateLimit) {
-          vn1[j] = scaledNorm2(m - i - 1, columns[j], i + 1);
-          vn2[j] = vn1[j];
-        } else {
-          vn1[j] = vn1[j] * std::sqrt(t);
-        }
-      }
-    }
-  }
-
-  int32_t rank = 0;
-  if (k > 0) {
-    const double tol = kEpsilon * static_cast<double>(std::max(m, 2)) * std::fabs(columns[0][0]);
-    while (rank < k && std::fabs(columns[rank][rank]) > tol) {
-      ++rank;
-    }
   }
 
   for (int32_t i = 0; i < k; ++i) {
@@ -247,12 +217,13 @@ double pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double*
       c[jpvt[i]] = c[jpvt[i]] - rColumn[i] * c[jpvt[j]];
     }
   }
-  return static_cast<double>(rank);
 }
+
+}  // namespace
 
 // A negative row count of x is treated as m = 0 (coefficients {0, 0}).  y is
 // read for min(ny, m) values; rows past the end of a shorter y count as 0.0
-// and nothing beyond its length is read.  The rank is not used.
+// and nothing beyond its length is read.
 void polyfitLinear(const DynArray* x, const DynArray* y, double* coeffs) {
   const int32_t m = std::max(x->size[0], 0);
   const int32_t ny = std::clamp(y->size[0], 0, m);

@@ -14,15 +14,12 @@ void polyFromRoots(const DynArray* r, DynArray* c) {
   if (n == INT32_MAX) {
     return;  // n + 1 coefficients do not fit a record
   }
-  const int32_t before = numel(c);
-  c->size[0] = 1;
-  c->size[1] = n + 1;
-  ensureCapacity(c, before, static_cast<int32_t>(sizeof(double)));
+  reshapeGeneric<double>(c, 1, n + 1);
+  double* coefficients = elementsOf<double>(c);
   if (n < 0) {
     return;  // no coefficient to write
   }
   const double* roots = elementsOf<double>(r);
-  double* coefficients = elementsOf<double>(c);
   coefficients[0] = 1.0;
   for (int32_t k = 0; k < n; ++k) {
     coefficients[k + 1] = -coefficients[k] * roots[k];

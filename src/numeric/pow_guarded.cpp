@@ -2,7 +2,8 @@
 // not-a-number and infinity markers, which hold 0.0: a NaN argument, and
 // every case that would give NaN or an infinity, yields 0.0.  An exponent
 // of exactly 0 compares equal to the infinity markers and is therefore
-// treated like an infinite exponent: it yields 0.0 for every base.
+// treated like an infinite exponent: it yields 0.0 for every base (1.0 or
+// not, smaller or larger in magnitude, the markers' results all being 0.0).
 #include <cmath>
 
 #include "frame/constants.h"
@@ -11,25 +12,14 @@
 namespace zefra {
 
 double powGuarded(double base, double exponent) {
-  if (std::isnan(base) || std::isnan(exponent)) {
+  if (std::isnan(base) || std::isnan(exponent) || exponent == kInf) {
     return kNaN;
   }
-  if (exponent == kInf || exponent == kMinusInf) {
-    const double magnitude = std::fabs(base);
-    if (magnitude == 1.0) {
-      return kNaN;
-    }
-    if (magnitude < 1.0) {
-      return exponent > 0.0 ? 0.0 : kInf;
-    }
-    return exponent > 0.0 ? kInf : 0.0;
+  if (exponent == 1.0) {
+    return base;
   }
-  const double magnitude = std::fabs(exponent);
-  if (magnitude == 0.0) {
-    return 1.0;
-  }
-  if (magnitude == 1.0) {
-    return exponent > 0.0 ? base : 1.0 / base;
+  if (exponent == -1.0) {
+    return 1.0 / base;
   }
   if (exponent == 2.0) {
     return base * base;

@@ -15,4 +15,7 @@ double stdKernel(const DynArray* x);
 // Euclidean length, scaled so that it neither overflows nor underflows.
 double normKernel(const DynArray* x);
 
+// The same for n consecutive doubles (n < 1 gives 0.0).
+double scaledEuclideanNorm(const double* v, int32_t n);
+
 }  // namespace zefra

@@ -4,8 +4,8 @@
 namespace zefra {
 
 // Complementary error function (the fdlibm algorithm), except that an
-// argument equal to one of the infinity markers (0.0) gives 0.0 (2.0 for a
-// negative argument): erfcScalar(0) is 0.0.
+// argument equal to the infinity markers (0.0, of either sign) is read as
+// +infinity: erfcScalar(0) is 0.0.
 double erfcScalar(double v);
 
 // Error function (the fdlibm algorithm) with the same marker rule:

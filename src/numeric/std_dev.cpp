@@ -13,7 +13,7 @@ namespace zefra {
 double stdKernel(const DynArray* x) {
   const int32_t n = x->size[0];
   if (n <= 0) {
-    return std::sqrt(0.0);
+    return 0.0;
   }
   const double* values = elementsOf<double>(x);
   double sum = 0.0;

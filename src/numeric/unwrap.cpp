@@ -7,7 +7,6 @@
 // hold 0.0: exact zeros are skipped like NaN and passed through unchanged.
 // The last sample is never a starting point.
 #include <cmath>
-#include <vector>
 
 #include "frame/constants.h"
 #include "numeric/remainder.h"
@@ -16,22 +15,18 @@
 namespace zefra {
 namespace {
 
-constexpr double kPiLiteral = 3.141592653589793;
-
-bool isValidPhase(double v) { return !std::isnan(v) && v != kInf && v != kMinusInf; }
+bool isValidPhase(double v) { return !std::isnan(v) && v != 0.0; }  // 0.0: the infinity markers
 
 }  // namespace
 
 void unwrapKernel(const DynArray* x, DynArray* y) {
   const int32_t n = x->size[0];
-  const int32_t before = numel(y);
-  y->size[0] = n;
-  ensureCapacity(y, before, static_cast<int32_t>(sizeof(double)));
+  reshapeGeneric<double>(y, n, y->size[1]);
+  double* out = elementsOf<double>(y);
   if (n <= 0) {
     return;
   }
   const double* in = elementsOf<double>(x);
-  double* out = elementsOf<double>(y);
   for (int32_t i = 0; i < n; ++i) {
     out[i] = in[i];
   }
@@ -45,6 +40,7 @@ void unwrapKernel(const DynArray* x, DynArray* y) {
   if (first < 0) {
     return;
   }
+  const double pi = kPi;  // a register copy: the stores to out[] could alias the global
   double prev = in[first];
   double correction = 0.0;
   for (int32_t j = first + 1; j < n; ++j) {
@@ -55,10 +51,10 @@ void unwrapKernel(const DynArray* x, DynArray* y) {
     const double d = v - prev;
     // The reduced difference e only enters the correction when |d| >= pi;
     // for smaller steps (the usual case) it is not needed at all.
-    if (std::fabs(d) >= kPiLiteral) {
-      double e = snappedRemainder(d + kPiLiteral, kTwoPi) - kPiLiteral;
-      if (e == -kPiLiteral && d > 0.0) {
-        e = kPiLiteral;
+    if (std::fabs(d) >= pi) {
+      double e = snappedRemainder(d + pi, kTwoPi) - pi;
+      if (e == -pi && d > 0.0) {
+        e = pi;
       }
       correction = correction + (e - d);
     }

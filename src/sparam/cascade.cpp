@@ -1,12 +1,11 @@
 // Cascade of two two-port networks over a frequency grid, point by point.
-#include "sparam/complex_arith.h"
 #include "sparam/two_port.h"
 
 namespace zefra {
 
 TwoPortRows::TwoPortRows(DynArray* s11, DynArray* s12, DynArray* s21, DynArray* s22, int32_t n) {
   for (DynArray* out : {s11, s12, s21, s22}) {
-    shapeComplexRow(out, n);
+    shapeRow<Complex>(out, n);
   }
   s11_ = elementsOf<Complex>(s11);
   s12_ = elementsOf<Complex>(s12);

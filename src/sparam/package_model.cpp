@@ -35,7 +35,7 @@ TwoPort symmetricSection(Complex reflection, Complex transmission) {
 TwoPort shuntCapacitance(double f, double c, double z0) {
   const Complex x = {f * -0.0 * c * z0, f * -kTwoPi * c * z0};
   const Complex y = {f * 0.0 * c * z0 + 2.0, f * kTwoPi * c * z0};
-  return symmetricSection(quotient(x, y), twoOver(y));
+  return symmetricSection(complexDivide(x, y), twoOverComplex(y));
 }
 
 // Series inductance: z = j (2 pi f L) / Z0.  Its real part is the product
@@ -46,7 +46,7 @@ TwoPort seriesInductance(double f, double l, double z0) {
   const double real = reactance != 0.0 ? 0.0 : f * 0.0 * l / z0;
   const Complex z = {real, reactance / z0};
   const Complex twoPlusZ = {z.re + 2.0, z.im};
-  return symmetricSection(quotient(z, twoPlusZ), twoOver(twoPlusZ));
+  return symmetricSection(complexDivide(z, twoPlusZ), twoOverComplex(twoPlusZ));
 }
 
 struct LineModel {
@@ -74,12 +74,12 @@ TwoPort lossyLine(double f, const LineModel& line) {
     const double phase = -(line.length * gamma.im);
     p = {attenuation * std::cos(phase), attenuation * std::sin(phase)};
   }
-  const Complex q = squareOf(p);
+  const Complex q = complexSquare(p);
   const Complex d = {1.0 - line.reflection2 * q.re, -(line.reflection2 * q.im)};
   const Complex reflected =
-      quotient({(1.0 - q.re) * line.reflection, line.reflection * -q.im}, d);
+      complexDivide({(1.0 - q.re) * line.reflection, line.reflection * -q.im}, d);
   const double transmission = 1.0 - line.reflection2;
-  const Complex transmitted = quotient({transmission * p.re, transmission * p.im}, d);
+  const Complex transmitted = complexDivide({transmission * p.re, transmission * p.im}, d);
   return symmetricSection(reflected, transmitted);
 }
 

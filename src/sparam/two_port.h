@@ -2,7 +2,7 @@
 #pragma once
 
 #include "frame/dyn_array.h"
-#include "sparam/complex_scalar.h"
+#include "frame/complex.h"
 
 namespace zefra {
 
@@ -22,14 +22,14 @@ struct TwoPort {
 // with the products grouped exactly so.  A zero D gives the non-finite
 // values of the division at this point only.
 inline TwoPort cascadePoint(const TwoPort& a, const TwoPort& b) {
-  const Complex loop = complexProduct(a.s22, b.s11);
+  const Complex loop = complexMultiply(a.s22, b.s11);
   const Complex d = {1.0 - loop.re, 0.0 - loop.im};
-  const Complex reflectedIn = quotient(complexProduct(a.s12, complexProduct(a.s21, b.s11)), d);
-  const Complex reflectedOut = quotient(complexProduct(b.s21, complexProduct(a.s22, b.s12)), d);
+  const Complex reflectedIn = complexDivide(complexMultiply(a.s12, complexMultiply(a.s21, b.s11)), d);
+  const Complex reflectedOut = complexDivide(complexMultiply(b.s21, complexMultiply(a.s22, b.s12)), d);
   return {
       {a.s11.re + reflectedIn.re, a.s11.im + reflectedIn.im},
-      quotient(complexProduct(a.s12, b.s12), d),
-      quotient(complexProduct(a.s21, b.s21), d),
+      complexDivide(complexMultiply(a.s12, b.s12), d),
+      complexDivide(complexMultiply(a.s21, b.s21), d),
       {b.s22.re + reflectedOut.re, b.s22.im + reflectedOut.im},
   };
 }

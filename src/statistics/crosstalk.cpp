@@ -45,7 +45,7 @@ void buildStep(const double* response, int64_t responseLength, int64_t count, do
       step[i] = running;
     }
   }
-  for (int64_t i = std::max<int64_t>(summed, 0); i < count; ++i) {
+  for (int64_t i = summed; i < count; ++i) {
     step[i] = 1.0;
   }
 }
@@ -109,14 +109,12 @@ double crosstalkNoisePower(const DynArray* response, const DynArray* pattern,
   const int64_t stepLength = std::max(p, responseLength);
   const int64_t builtStep = std::min(stepLength, patternLength);
 
-  DynArrayPtr stepRecord(dynArrayInit(1));
-  stepRecord->size[0] = static_cast<int32_t>(builtStep);
-  ensureCapacityDouble(stepRecord.get(), 0);
-  DynArrayPtr inducedRecord(dynArrayInit(1));
-  inducedRecord->size[0] = static_cast<int32_t>(patternLength);
-  ensureCapacityDouble(inducedRecord.get(), 0);  // zero-filled: induced starts at 0.0
-
+  // Fresh records: their storage is zero-filled, so induced starts at 0.0.
+  DynArrayPtr stepRecord(dynArrayInit(2));
+  reshape<double>(stepRecord.get(), static_cast<int32_t>(builtStep), 1);
   double* step = elementsOf<double>(stepRecord.get());
+  DynArrayPtr inducedRecord(dynArrayInit(2));
+  reshape<double>(inducedRecord.get(), static_cast<int32_t>(patternLength), 1);
   double* induced = elementsOf<double>(inducedRecord.get());
   const double* x = elementsOf<double>(pattern);
   buildStep(elementsOf<double>(response), responseLength, builtStep, step);

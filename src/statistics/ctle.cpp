@@ -65,12 +65,9 @@ void ctleFilter(const DynArray* input, double baseRate, double zeroFreq, double 
   const SecondOrderSection f =
       designCtle(baseRate, zeroFreq, pole1Freq, pole2Freq, gainDb, rateMultiplier);
   const int32_t n = input->size[0];
-  const int32_t before = numel(output);
-  output->size[0] = n;
-  output->size[1] = 1;
-  ensureCapacityDouble(output, before);
-  const double* x = elementsOf<double>(input);
+  reshape<double>(output, n, 1);
   double* y = elementsOf<double>(output);
+  const double* x = elementsOf<double>(input);
   double z0 = 0.0;
   double z1 = 0.0;
   for (int32_t k = 0; k < n; ++k) {

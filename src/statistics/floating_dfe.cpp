@@ -1,74 +1,60 @@
-// Floating-tap decision-feedback equaliser.
+// Floating-tap decision-feedback equaliser (a = mainCursor, b = maxTapWeight,
+// s = searchStart, e = searchEnd, L = tapsPerGroup, G = groupCount).
 //
 // Group after group, the kernel picks the window of L consecutive cursor
-// positions inside [searchStart, searchEnd] where L taps remove the most
-// inter-symbol-interference energy, gives every tap of the window the weight
+// positions inside [s, e] where L taps remove the most inter-symbol
+// interference energy, gives every tap of the window the weight
 // min(b, |v / a|) with the sign of its cursor v, and records the result:
 //
-//   findTapWindow   with T = a * b (the largest cursor one tap can cancel),
-//                   A[k] = |v| and B[k] = fmax(|v| - T, 0.0) for the cursors
-//                   v = x[trunc(s + k)], k = 0 .. count-1,
-//                   count = trunc(e - s + 1.0), the window starting at k = j
-//                   gains  (sum of A[j+i]^2) - (sum of B[j+i]^2),
-//                   i = 0, 1, ... while i <= L - 1, each sum accumulated from
-//                   0.0 in i order and the two sums subtracted at the end.
-//                   Windows start at j = 0, 1, ... while j < count - L + 1.0;
-//                   the first strictly largest gain above 0.0 wins and the
-//                   result is s + j, or s - 1 when no window gains anything.
-//   applyTapGroup   for k = 0, 1, ... while k < L: idx = trunc(p + k),
-//                   weight = min(b, |v / a|) * sign(v) with v = residual[idx],
-//                   residual[idx] = v - weight * v, available[idx] = 0.0.
-//   placement       tapPositions[g*L + k] = p + k for the group's block,
-//                   tapWeights[trunc(p) - 1 + k] = weight of tap k (one index
-//                   below the cursor it was computed from, on purpose),
-//                   tapPositions sorted ascending, then
-//                   tapLimits[trunc(q)] = b for every position q.
+//   search     T = a * b (the largest cursor one tap can cancel); for the
+//              cursors v = x[trunc(s + k)], k = 0 .. count-1, with
+//              count = trunc(e - s + 1.0): A[k] = |v|, B[k] = fmax(|v| - T, 0.0).
+//              The window starting at k = j gains (sum of A[j+i]^2) -
+//              (sum of B[j+i]^2), i = 0, 1, ... while i <= L - 1, each sum
+//              accumulated from 0.0 in i order and the two subtracted at the
+//              end.  Windows start at j = 0, 1, ... while j < count - L + 1.0;
+//              the first strictly largest gain above 0.0 wins: p = s + j, or
+//              s - 1 when no window gains anything.
+//   taps       for k = 0, 1, ... while k < L: idx = trunc(p + k),
+//              weight = min(b, |v / a|) * sign(v) with v = residual[idx],
+//              residual[idx] = v - weight * v, available[idx] = 0.0.
+//   placement  tapPositions[g*L + k] = p + k for group g's block,
+//              tapWeights[trunc(p) - 1 + k] = weight of tap k (one index
+//              below the cursor it was computed from, on purpose),
+//              tapPositions sorted ascending, then tapLimits[trunc(q)] = b
+//              for every position q.
 //
 // Arithmetic conventions, relied upon for identical results:
 //   - min(b, m) is (b < m) ? b : m, so a NaN |v / a| (and a NaN b) gives m.
-//   - sign(v) is +1.0 for v > 0, -1.0 for v < 0, +0.0 for either zero and v
-//     itself for NaN, so a NaN cursor gives a NaN weight.
+//   - sign(v) is +1.0 or -1.0, +0.0 for either zero and v itself for NaN, so
+//     a NaN cursor gives a NaN weight.
 //   - fmax(|v| - T, 0.0) ignores a NaN difference: B is 0.0 then.
-//   - A window of L taps holds the positions j .. j + L - 1 (floor(L) of them
-//     for fractional L, none for L < 1); with j < count - L + 1 every one of
-//     them lies inside the searched range.  The taps of applyTapGroup run
-//     while k < L, that is ceil(L) taps for fractional L.
+//   - A window holds floor(L) positions (none for L < 1); with
+//     j < count - L + 1 all of them lie inside [s, e].  The taps of a group
+//     run while k < L: ceil(L) of them for fractional L.
 //
-// Positions are indices straight into the pulse, and nothing keeps them
-// inside it (a failed search at searchStart = 0 yields -1, the weights go one
-// index lower still, searchEnd may lie past the pulse).  The kernel never
-// touches memory outside its arrays; instead:
-//   - a cursor read at an index outside [0, n) is 0.0: such a position
-//     carries no energy and contributes nothing to a window;
-//   - a write to the residual, `available`, tapWeights or tapLimits at an
-//     index outside [0, n) is skipped;
-//   - tapPositions entries are written only inside tapPositions.
-// Because out-of-range positions contribute exactly nothing, only windows
-// that meet the pulse are evaluated, and only the taps that meet the pulse
-// are computed one by one; every other tap reads 0.0 and so shares one
-// weight.  This is what keeps huge or infinite searchEnd and L from costing
-// more than the pulse is long.  The pulse record holds the residual after
-// the call.
+// Positions index the pulse directly and nothing keeps them inside it (a
+// failed search at s = 0 yields -1, the weights go one index lower still, e
+// may lie past the pulse).  A cursor read outside [0, n) is 0.0 and a write
+// there is skipped; tapPositions entries are written only inside
+// tapPositions.  Positions outside the pulse thus contribute exactly nothing,
+// so only the windows and taps that meet the pulse are evaluated one by one
+// (every other tap reads 0.0 and so shares one weight): huge or infinite e
+// and L cost no more than the pulse is long.  The pulse record holds the
+// residual after the call.
 //
 // Counts from non-integral, negative, NaN or huge arguments:
-//   - tapPositions holds trunc(L * G) entries; a NaN or non-positive product
-//     gives none, and the count is capped at kMaxTapPositions.
-//   - groups run for g = 0 .. trunc(G) - 1 (none for NaN or G < 1), at most
-//     kMaxTapPositions of them.  A group whose block falls (partly) past the
-//     end of tapPositions still runs: its taps and weights are placed as
-//     usual, only the positions that do not fit are dropped.
-//   - the position block of a group is the range p, p + 1, ... while
-//     p + k <= end = p + L - 1 (both sides rounded as computed): L values for
-//     integral p and L, none when the end is below p, and the single marker
-//     kNaN (0.0) when p or the end is NaN or infinite.  It is written from
-//     index trunc(g * L) on, skipping every index outside tapPositions
-//     (g * L itself may be NaN for an infinite L: no index at all).
-//   - the weights go to tapWeights only when p and the range end are finite
-//     and p <= end.
-//   - step counters are exact integers only up to 2^53, so the search and
-//     the taps of one group never look further than 2^53 steps (a pulse has
-//     at most 2^31 - 1 positions, so this never cuts a reachable position
-//     short for start positions below 2^53 in magnitude).
+//   - tapPositions holds trunc(L * G) entries and trunc(G) groups run, none
+//     for a NaN or non-positive count, both capped at kMaxTapPositions.  A
+//     group whose block falls (partly) past the end of tapPositions still
+//     runs; only the positions that do not fit are dropped.
+//   - a group's block is p, p + 1, ... while p + k <= end = p + L - 1 (both
+//     as rounded), written from index trunc(g * L) on; it is the single
+//     marker kNaN (0.0) when p or the end is not finite.  Its weights are
+//     stored only when p and the end are finite and p <= end.
+//   - step counters are exact integers only up to 2^53, so no search or group
+//     looks further than 2^53 steps (a pulse has at most 2^31 - 1 positions,
+//     so no reachable position is cut off for |p| < 2^53).
 #include "statistics/floating_dfe.h"
 
 #include <algorithm>
@@ -81,12 +67,11 @@
 namespace zefra {
 namespace {
 
-// 2^53: beyond it a double no longer holds every integer, so step counts
-// (k, j) and window lengths are kept below it.
+// 2^53: beyond it a double no longer holds every integer.
 constexpr double kExactStepLimit = 9007199254740992.0;
 constexpr int64_t kExactStepLimitInt = int64_t{1} << 53;
 
-// Largest number of tap positions the kernel produces (8 MiB of doubles).  A
+// Largest number of tap positions and of groups (8 MiB of doubles).  A
 // floating-tap DFE has tens of taps; the cap only stops a huge groupCount or
 // tapsPerGroup from allocating and looping without end.
 constexpr int32_t kMaxTapPositions = int32_t{1} << 20;
@@ -95,8 +80,8 @@ constexpr int32_t kMaxTapPositions = int32_t{1} << 20;
 struct StepSpan {
   int64_t first;
   int64_t last;
-  bool empty() const { return last <= first; }
-  int64_t length() const { return empty() ? 0 : last - first; }
+  bool empty() const { return last == first; }
+  int64_t length() const { return last - first; }
 };
 
 // First k in [0, steps) for which `predicate` holds, or `steps`; the
@@ -180,24 +165,16 @@ double findTapWindow(const double* x, int64_t n, double s, double e, double L, d
   const double count = std::trunc(e - s + 1.0);
   const double starts = count - L + 1.0;
   const double failed = s - 1.0;
-  if (starts <= 0.0) {
-    return failed;
-  }
+  // No window (starts > 0 with L >= 1 also means count >= 1), or no term in
+  // one (L < 1: every gain is 0.0 - 0.0, never above the starting best).
   // With T < 0 every B = |v| - T is at least |v| = A, and rounding is
-  // monotone, so each B^2 >= A^2 and each window's sum of B^2 >= its sum of
-  // A^2: no gain can be positive.  (This is also the only case in which a
-  // position outside the pulse, read as 0.0, would have a non-zero B.)
-  if (cancel < 0.0) {
-    return failed;
-  }
-  // Taps per window, i = 0 .. L - 1: floor(L) for L >= 1, none otherwise
-  // (no terms: every gain is 0.0 - 0.0, never above the starting best).
-  if (!(L >= 1.0) || !(starts > 0.0) || !(count >= 1.0)) {
+  // monotone, so no gain can be positive either; this is also the only case
+  // in which a position outside the pulse, read as 0.0, would have B != 0.
+  if (!(starts > 0.0) || !(L >= 1.0) || cancel < 0.0) {
     return failed;
   }
   const double windowLength = std::floor(L - 1.0) + 1.0;
-  const int64_t steps = count >= kExactStepLimit ? kExactStepLimitInt
-                                                 : static_cast<int64_t>(count);
+  const int64_t steps = stepsBelow(count);
 
   // Only steps that meet the pulse carry energy: elsewhere A = |0.0| = 0 and
   // B = fmax(0.0 - T, 0.0) = 0 (T >= 0 or NaN here), terms that leave both
@@ -239,8 +216,6 @@ double findTapWindow(const double* x, int64_t n, double s, double e, double L, d
     double residueSum = 0.0;
     for (int64_t k = t0; k <= t1; ++k) {
       energySum += work.energy[static_cast<size_t>(k - kA)];
-    }
-    for (int64_t k = t0; k <= t1; ++k) {
       residueSum += work.residue[static_cast<size_t>(k - kA)];
     }
     const double gain = energySum - residueSum;
@@ -268,7 +243,7 @@ struct GroupWeights {
   // Weight of tap k.  A tap that was not computed (k >= taps) is 0.0; only
   // the rounding of p + L - 1 at huge magnitudes can ask for one.
   double at(int64_t k) const {
-    if (k < 0 || k >= taps) {
+    if (k >= taps) {
       return 0.0;
     }
     if (k >= inside.first && k < inside.last) {
@@ -297,28 +272,26 @@ GroupWeights applyTapGroup(double* residual, double* available, int64_t n, doubl
   return group;
 }
 
-// Writes the group's block p, p + 1, ..., p + L - 1 into `positions` from
-// index trunc(blockStart) on, as far as `positions` reaches.
-void writePositionBlock(std::vector<double>& positions, double blockStart, double p, double L) {
+// Writes the group's block p, p + 1, ..., p + L - 1 into the `size`
+// positions from index trunc(blockStart) on, as far as they reach.
+void writePositionBlock(double* positions, int64_t size, double blockStart, double p, double L) {
   // trunc(blockStart) must index `positions`: a start in (-1, 0) truncates
   // to 0, which an empty list does not have.
-  if (positions.empty() ||
-      !(blockStart > -1.0 && blockStart < static_cast<double>(positions.size()))) {
+  if (size == 0 || !(blockStart > -1.0 && blockStart < static_cast<double>(size))) {
     return;
   }
   const auto at = static_cast<int64_t>(blockStart);
   const double end = p + L - 1.0;
   if (!std::isfinite(p) || !std::isfinite(end)) {
-    positions[static_cast<size_t>(at)] = kNaN;
+    positions[at] = kNaN;
     return;
   }
   // The values p + k for k = 0, 1, ... while p + k <= end, as rounded: L
   // values for integral p and L, none when end < p.
-  const int64_t room = static_cast<int64_t>(positions.size()) - at;
   const int64_t count = firstStepWhere(
-      room, [p, end](int64_t k) { return !(p + static_cast<double>(k) <= end); });
+      size - at, [p, end](int64_t k) { return !(p + static_cast<double>(k) <= end); });
   for (int64_t k = 0; k < count; ++k) {
-    positions[static_cast<size_t>(at + k)] = p + static_cast<double>(k);
+    positions[at + k] = p + static_cast<double>(k);
   }
 }
 
@@ -345,61 +318,24 @@ void copyGroupWeights(double* tapWeights, int64_t n, double p, double L,
   }
 }
 
-// trunc(L * G), with a NaN or non-positive product giving 0 and the count
-// capped at kMaxTapPositions.
-int32_t tapPositionCount(double L, double G) {
-  const double count = std::trunc(L * G);
-  if (!(count > 0.0)) {
-    return 0;
-  }
-  if (count >= static_cast<double>(kMaxTapPositions)) {
-    return kMaxTapPositions;
-  }
-  return static_cast<int32_t>(count);
-}
-
-// trunc(G) groups, none for NaN or G < 1, at most kMaxTapPositions: more
-// groups than the kernel keeps positions for are not run.
-int64_t groupCountOf(double G) {
-  const double count = std::trunc(G);
+// trunc(v) as a count: none for NaN or below one, at most kMaxTapPositions.
+int32_t cappedCount(double v) {
+  const double count = std::trunc(v);
   if (!(count >= 1.0)) {
     return 0;
   }
-  if (count >= static_cast<double>(kMaxTapPositions)) {
-    return kMaxTapPositions;
-  }
-  return static_cast<int64_t>(count);
+  return count >= static_cast<double>(kMaxTapPositions) ? kMaxTapPositions
+                                                        : static_cast<int32_t>(count);
 }
 
-// Usable length of the pulse record: its first extent, none when it is
-// negative or the record has no storage, never more than the storage holds.
-int64_t pulseLength(const DynArray* pulse) {
-  if (pulse->data == nullptr || pulse->size[0] <= 0) {
-    return 0;
-  }
-  return std::min(pulse->size[0], pulse->capacity);
-}
-
-// Shapes `record` as a zero-filled row {1, count} and returns its elements
-// (null when there are none).
+// Shapes `record` as a row {1, count} of zeros (its storage may hold older
+// values) and returns its elements, null when there are none.
 double* zeroRow(DynArray* record, int32_t count) {
-  const int32_t before = std::clamp(numel(record), 0, std::max(record->capacity, 0));
-  if (record->numDims >= 2) {
-    record->size[0] = 1;
-    record->size[1] = count;
-    for (int32_t d = 2; d < record->numDims; ++d) {
-      record->size[d] = 1;
-    }
-  } else if (record->numDims == 1) {
-    record->size[0] = count;
-  } else {
-    return nullptr;  // a record without extents cannot hold a row
-  }
-  ensureCapacityDouble(record, before);
-  if (count <= 0 || record->data == nullptr) {
+  reshape<double>(record, 1, count);
+  double* values = elementsOf<double>(record);
+  if (count <= 0) {
     return nullptr;
   }
-  double* values = elementsOf<double>(record);
   std::fill(values, values + count, 0.0);
   return values;
 }
@@ -411,46 +347,35 @@ void floatingTapPlacement(DynArray* pulse, double searchStart, double tapsPerGro
                           double mainCursor, DynArray* tapPositions, DynArray* tapWeights,
                           DynArray* tapLimits) {
   const double L = tapsPerGroup;
-  const int64_t n = pulseLength(pulse);
-  const auto rowLength = static_cast<int32_t>(n);
-  double* residual = n > 0 ? elementsOf<double>(pulse) : nullptr;
-
-  const int32_t positionCount = tapPositionCount(L, groupCount);
-  std::vector<double> positions(static_cast<size_t>(positionCount), 0.0);
-  double* weightsOut = zeroRow(tapWeights, rowLength);
-  double* limitsOut = zeroRow(tapLimits, rowLength);
+  const int64_t n = std::max(pulse->size[0], 0);
+  double* residual = elementsOf<double>(pulse);
+  const int32_t positionCount = cappedCount(L * groupCount);
+  double* positions = zeroRow(tapPositions, positionCount);
+  double* weightsOut = zeroRow(tapWeights, static_cast<int32_t>(n));
+  double* limitsOut = zeroRow(tapLimits, static_cast<int32_t>(n));
   std::vector<double> available(residual, residual + n);
 
   // Each search reads `available` as it stands when the group starts (the
   // group's own taps clear it only afterwards), so no separate copy is kept.
   Workspace work;
-  const int64_t groups = groupCountOf(groupCount);
-  for (int64_t g = 0; g < groups; ++g) {
-    const double blockStart = static_cast<double>(g) * L;
+  const int32_t groups = cappedCount(groupCount);
+  for (int32_t g = 0; g < groups; ++g) {
     const double p = findTapWindow(available.data(), n, searchStart, searchEnd, L, mainCursor,
                                    maxTapWeight, work);
-    writePositionBlock(positions, blockStart, p, L);
+    writePositionBlock(positions, positionCount, static_cast<double>(g) * L, p, L);
     const GroupWeights weights =
         applyTapGroup(residual, available.data(), n, p, L, mainCursor, maxTapWeight, work);
-    if (weightsOut != nullptr) {
-      copyGroupWeights(weightsOut, n, p, L, weights);
-    }
+    copyGroupWeights(weightsOut, n, p, L, weights);  // nothing to store when n = 0
   }
 
-  // Ascending, NaN last (positions are finite or the 0.0 marker in
-  // practice); the stable sort keeps +0.0 / -0.0 in block order.
-  std::stable_sort(positions.begin(), positions.end(), [](double lhs, double rhs) {
-    return lhs < rhs || (!std::isnan(lhs) && std::isnan(rhs));
-  });
-  for (const double q : positions) {
+  // Ascending.  Positions are finite or the 0.0 marker, never NaN; the
+  // stable sort keeps +0.0 and -0.0 in block order.
+  std::stable_sort(positions, positions + positionCount);
+  for (int32_t i = 0; i < positionCount; ++i) {
+    const double q = positions[i];
     if (limitsOut != nullptr && q > -1.0 && q < static_cast<double>(n)) {
       limitsOut[static_cast<int64_t>(q)] = maxTapWeight;
     }
-  }
-
-  double* positionsOut = zeroRow(tapPositions, positionCount);
-  if (positionsOut != nullptr) {
-    std::copy(positions.begin(), positions.end(), positionsOut);
   }
 }
 

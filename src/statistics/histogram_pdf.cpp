@@ -12,13 +12,16 @@
 // weights summing to 1 the total is 1 and this is the normalised histogram).
 #include "statistics/histogram_pdf.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace zefra {
 namespace {
 
 constexpr double kEpsilon = 2.220446049250313e-16;  // 2^-52
 constexpr double kLargestCount = 2147483647.0;
+constexpr double kMaxDensityBins = 2000.0;  // largest number of bins a density may span
 
 // The point's quotient by the bin width, narrowed to single precision and
 // rounded half away from zero: q = gridIndex(p, w) * w.
@@ -26,47 +29,19 @@ inline double gridIndex(double p, double w) {
   return static_cast<double>(std::roundf(static_cast<float>(p / w)));
 }
 
-double distanceToBin(double offset, double w, int32_t j) {
-  return std::fabs(offset + static_cast<double>(j) * w);
-}
-
-// Shapes a double record as a row of `columns` values, keeping its storage.
-void shapeDoubleRow(DynArray* out, int32_t columns) {
-  const int32_t before = numel(out);
-  out->size[0] = 1;
-  out->size[1] = columns;
-  ensureCapacityDouble(out, before);
-}
-
-}  // namespace
-
-int32_t nearestBinByScan(double qMin, double q, double w, int32_t binCount) {
-  const double offset = qMin - q;
-  int32_t best = 0;
-  double bestDistance = distanceToBin(offset, w, 0);
-  for (int32_t j = 1; j < binCount; ++j) {
-    const double d = distanceToBin(offset, w, j);
-    if (d < bestDistance) {
-      bestDistance = d;
-      best = j;
-    }
-  }
-  return best;
-}
-
-// With w > 0 the computed s_j = (qMin - q) + j w is non-decreasing in j
+// The bin j in [0, binCount) minimising |s_j|, s_j = (qMin - q) + j w, the
+// first one on ties.  With w > 0 the computed s_j is non-decreasing in j
 // (j w and the addition both round monotonically), so |s_j| falls while
 // s_j <= 0 and rises once s_j > 0.  The first smallest |s_j| is therefore
 // either at p, the first j with s_j > 0, or at the first j of the run of
 // equal values just below p.  p is found by walking from an estimate; the
 // walk reaches the same p from any start, so the estimate only saves time.
-namespace {
-
-inline int32_t nearestBinFrom(double qMin, double q, double w, int32_t binCount,
-                              double estimate) {
+// A NaN q makes every |s_j| NaN, so none is smaller than that of bin 0; a
+// width that is not positive reaches here only with a single bin.
+inline int32_t nearestBin(double qMin, double q, double w, int32_t binCount, double estimate) {
   const double offset = qMin - q;
   if (std::isnan(offset) || !(w > 0.0)) {
-    return nearestBinByScan(qMin, q, w, binCount);  // every distance NaN: bin 0
+    return 0;
   }
   auto s = [&](int32_t j) { return offset + static_cast<double>(j) * w; };
   int32_t p = !(estimate > 0.0)                            ? 0
@@ -88,14 +63,10 @@ inline int32_t nearestBinFrom(double qMin, double q, double w, int32_t binCount,
   if (p == binCount) {
     return below;
   }
-  return distanceToBin(offset, w, p) < distanceToBin(offset, w, below) ? p : below;
+  return std::fabs(s(p)) < std::fabs(s(below)) ? p : below;
 }
 
 }  // namespace
-
-int32_t nearestBin(double qMin, double q, double w, int32_t binCount) {
-  return nearestBinFrom(qMin, q, w, binCount, std::ceil((q - qMin) / w));
-}
 
 bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* weights, DynArray* pdfOut,
                            DynArray* centersOut, double* offsetOut, double* widthOut) {
@@ -126,42 +97,39 @@ bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* wei
   const double binSpan = std::trunc(std::floor((qMax - qMin + kEpsilon) / w) + 1.0);
   // More than 2000 bins fails; so does a count that is not a number or below
   // one bin (NaN, zero or negative width), which leaves no bin to fill.
-  if (!(binSpan >= 1.0 && binSpan <= static_cast<double>(kMaxDensityBins))) {
+  if (!(binSpan >= 1.0 && binSpan <= kMaxDensityBins)) {
     return false;
   }
   const auto nb = static_cast<int32_t>(binSpan);
 
-  DynArrayPtr histogram(dynArrayInit(1));
-  histogram->size[0] = nb;
-  ensureCapacityDouble(histogram.get(), 0);
-  double* bins = elementsOf<double>(histogram.get());
+  std::vector<double> histogram(static_cast<size_t>(nb), 0.0);
+  double* bins = histogram.data();
   const int32_t weightCount = numel(weights);
   const double* weightValues = elementsOf<double>(weights);
   for (int32_t i = 0; i < n; ++i) {
     const double weight = i < weightCount ? weightValues[i] : 0.0;
     const double k = gridIndex(p[i], w);
-    bins[nearestBinFrom(qMin, k * w, w, nb, k - gridMin)] += weight;
+    bins[nearestBin(qMin, k * w, w, nb, k - gridMin)] += weight;
   }
   double total = 0.0;
   for (int32_t j = 0; j < nb; ++j) {
     total += bins[j];
   }
 
-  int32_t first = -1;
-  for (int32_t j = 0; j < nb; ++j) {
+  // Divides bin j by the total; true when the quotient is kept (non-zero or
+  // NaN).  A bin reached by both scans is divided twice.
+  auto divideAndKeep = [&](int32_t j) {
     bins[j] = bins[j] / total;
-    if (bins[j] != 0.0 || std::isnan(bins[j])) {
-      first = j;
-      break;
-    }
+    return bins[j] != 0.0 || std::isnan(bins[j]);
+  };
+  int32_t first = 0;
+  while (first < nb && !divideAndKeep(first)) {
+    ++first;
   }
-  int32_t last = -1;
-  for (int32_t j = nb - 1; j >= (first < 0 ? 0 : first); --j) {
-    bins[j] = bins[j] / total;
-    if (bins[j] != 0.0 || std::isnan(bins[j])) {
-      last = j;
-      break;
-    }
+  first = first == nb ? -1 : first;  // every quotient 0 (an infinite total)
+  int32_t last = nb - 1;
+  while (last >= std::max(first, 0) && !divideAndKeep(last)) {
+    --last;
   }
 
   const double x = qMin / w + static_cast<double>(first);
@@ -172,14 +140,14 @@ bool quantizedHistogramPdf(double w, const DynArray* points, const DynArray* wei
   }
 
   const int32_t kept = first >= 0 && last >= first ? last - first + 1 : 0;
-  shapeDoubleRow(pdfOut, kept);
+  reshape<double>(pdfOut, 1, kept);
   double* pdf = elementsOf<double>(pdfOut);
   for (int32_t k = 0; k < kept; ++k) {
     pdf[k] = bins[first + k];
   }
   if (centersOut != nullptr) {
     const auto count = static_cast<int32_t>(centerSpan);
-    shapeDoubleRow(centersOut, count);
+    reshape<double>(centersOut, 1, count);
     double* centers = elementsOf<double>(centersOut);
     const double ax = std::fabs(x);
     for (int32_t k = 0; k < count; ++k) {

@@ -18,11 +18,16 @@
 // The cursor density has at most M non-zero bins.  A zero term prev[i] * 0
 // is +-0 for finite prev[i] and adding +-0 never changes a sum that starts
 // at +0, so summing only the non-zero bins, visited in decreasing bin order
-// (= increasing i for each output), gives the same bits in O(len * M).
+// (= increasing i for each output), gives the same bits in O(len * M).  The
+// running density is always finite: it starts as [1.0] and every cursor
+// density holds sums of the weights 1/M (divided by their total), so each
+// value is a sum of products of numbers no larger than about 1.
 #include "statistics/level_convolution.h"
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -34,57 +39,22 @@ namespace {
 constexpr double kEpsilon = 2.220446049250313e-16;  // 2^-52
 
 std::vector<double> keptCursors(const DynArray* signal, double w) {
-  const int32_t n = std::max(numel(signal), 0);
   const double* s = elementsOf<double>(signal);
-  std::vector<double> kept(static_cast<size_t>(n), 0.0);
-  for (int32_t i = 0; i < n; ++i) {
-    if (!(w > std::fabs(kept[static_cast<size_t>(i)]))) {
-      kept[static_cast<size_t>(i)] = s[i];
-    }
+  const double* end = s + std::max(numel(signal), 0);
+  if (!std::any_of(s, end, [w](double v) { return v > w; })) {
+    return w > 0.0 ? std::vector<double>(static_cast<size_t>(end - s), 0.0)
+                   : std::vector<double>(s, end);
   }
-  bool anyAbove = false;
-  for (int32_t i = 0; i < n; ++i) {
-    anyAbove = anyAbove || s[i] > w;
-  }
-  if (anyAbove) {
-    kept.clear();
-    for (int32_t i = 0; i < n; ++i) {
-      if (std::fabs(s[i]) > w) {
-        kept.push_back(s[i]);
-      }
-    }
-  }
+  std::vector<double> kept;
+  std::copy_if(s, end, std::back_inserter(kept), [w](double v) { return std::fabs(v) > w; });
   return kept;
-}
-
-void shapeRow(DynArray* out, int32_t columns) {
-  const int32_t before = numel(out);
-  out->size[0] = 1;
-  out->size[1] = columns;
-  ensureCapacityDouble(out, before);
 }
 
 DynArrayPtr doubleRow(int32_t columns) {
   DynArrayPtr row(dynArrayInit(2));
-  shapeRow(row.get(), columns);
+  reshape<double>(row.get(), 1, columns);
   return row;
 }
-
-// Symbol levels and their weights, M values each.
-struct LevelGrid {
-  explicit LevelGrid(int32_t m) : levels(doubleRow(std::max(m, 0))), weights(doubleRow(std::max(m, 0))) {
-    if (m < 1) {
-      return;  // no levels (and M - 1 need not fit an int32)
-    }
-    const double divisor = static_cast<double>(static_cast<int32_t>(std::trunc(m - 1.0)));
-    for (int32_t i = 0; i < m; ++i) {
-      elementsOf<double>(levels.get())[i] = static_cast<double>(i + i) / divisor - 1.0;
-      elementsOf<double>(weights.get())[i] = 1.0 / static_cast<double>(m);
-    }
-  }
-  DynArrayPtr levels;
-  DynArrayPtr weights;
-};
 
 void convolveDense(const double* prev, int32_t lenPrev, const double* pdf, int32_t lenPdf,
                    double* out) {
@@ -120,10 +90,6 @@ void convolveSparse(const double* prev, int32_t lenPrev, const double* pdf, int3
     }
   }
   const int32_t length = lenPrev + lenPdf - 1;
-  if (count == 0) {
-    std::fill(out, out + length, 0.0);
-    return;
-  }
   const int32_t highest = taps[0];
   const int32_t lowest = taps[count - 1];
   auto edge = [&](int32_t j) {
@@ -172,25 +138,20 @@ void convolveSparse(const double* prev, int32_t lenPrev, const double* pdf, int3
 }
 
 // density <- density * pdf (full linear convolution), through `scratch`.
+// Both are non-empty: the running density starts as [1.0] and every cursor
+// density keeps at least one non-zero bin.
 void convolveInto(DynArrayPtr& density, const DynArray* pdf, DynArrayPtr& scratch,
                   ConvolutionForm form) {
   const int32_t lenPrev = numel(density.get());
   const int32_t lenPdf = numel(pdf);
-  const bool bothNonEmpty = lenPrev > 0 && lenPdf > 0;
-  const int32_t length = bothNonEmpty ? lenPrev + lenPdf - 1 : lenPrev + lenPdf;
-  shapeRow(scratch.get(), length);
+  reshape<double>(scratch.get(), 1, lenPrev + lenPdf - 1);
   double* out = elementsOf<double>(scratch.get());
-  if (!bothNonEmpty) {
-    std::fill(out, out + length, 0.0);
+  const double* prev = elementsOf<double>(density.get());
+  const double* taps = elementsOf<double>(pdf);
+  if (form == ConvolutionForm::kSparse) {
+    convolveSparse(prev, lenPrev, taps, lenPdf, out);
   } else {
-    const double* prev = elementsOf<double>(density.get());
-    const double* taps = elementsOf<double>(pdf);
-    const bool finite = std::all_of(prev, prev + lenPrev, [](double v) { return std::isfinite(v); });
-    if (form == ConvolutionForm::kSparse && finite) {
-      convolveSparse(prev, lenPrev, taps, lenPdf, out);
-    } else {
-      convolveDense(prev, lenPrev, taps, lenPdf, out);
-    }
+    convolveDense(prev, lenPrev, taps, lenPdf, out);
   }
   std::swap(density, scratch);
 }
@@ -199,17 +160,11 @@ void convolveInto(DynArrayPtr& density, const DynArray* pdf, DynArrayPtr& scratc
 void buildAmplitudeAxis(double offsetSum, double w, DynArray* amplitudes) {
   const double span = std::trunc(std::floor(std::fabs(offsetSum) * 2.0 + kEpsilon) + 1.0);
   const int32_t count = span >= 0.0 && span <= 2147483647.0 ? static_cast<int32_t>(span) : 0;
-  shapeRow(amplitudes, count);
+  reshape<double>(amplitudes, 1, count);
   double* a = elementsOf<double>(amplitudes);
   for (int32_t i = 0; i < count; ++i) {
     a[i] = (static_cast<double>(i) + offsetSum) * w;
   }
-}
-
-void copyRow(const DynArray* from, DynArray* to) {
-  const int32_t n = numel(from);
-  shapeRow(to, n);
-  std::copy(elementsOf<double>(from), elementsOf<double>(from) + n, elementsOf<double>(to));
 }
 
 // The loop shared by both orders: `order` lists the kept cursors in the
@@ -217,23 +172,30 @@ void copyRow(const DynArray* from, DynArray* to) {
 bool combineCursors(const std::vector<double>& cursors, int32_t levelCount, double w,
                     bool roundOffsets, DynArray* amplitudes, DynArray* density,
                     double* offsetOut, double* widthOut, ConvolutionForm form) {
-  const LevelGrid grid(levelCount);
+  // The M symbol levels and their weights 1 / M.
+  const int32_t m = std::max(levelCount, 0);
+  std::vector<double> levels(static_cast<size_t>(m));
+  DynArrayPtr weights = doubleRow(m);
+  for (int32_t i = 0; i < m; ++i) {
+    levels[static_cast<size_t>(i)] = static_cast<double>(i + i) / static_cast<double>(m - 1) - 1.0;
+    elementsOf<double>(weights.get())[i] = 1.0 / static_cast<double>(m);
+  }
   DynArrayPtr running = doubleRow(1);
   elementsOf<double>(running.get())[0] = 1.0;
   DynArrayPtr scratch = doubleRow(0);
-  DynArrayPtr points = doubleRow(std::max(levelCount, 0));
+  DynArrayPtr points = doubleRow(m);
   DynArrayPtr pdf = doubleRow(0);
   double offsetSum = 0.0;
   bool ok = true;
   bool combinedAny = false;
   for (const double a : cursors) {
     const double magnitude = std::fabs(a);
-    for (int32_t i = 0; i < levelCount; ++i) {
-      elementsOf<double>(points.get())[i] = magnitude * elementsOf<double>(grid.levels.get())[i];
+    for (int32_t i = 0; i < m; ++i) {
+      elementsOf<double>(points.get())[i] = magnitude * levels[static_cast<size_t>(i)];
     }
     double offset = 0.0;
     double width = 0.0;
-    if (!quantizedHistogramPdf(w, points.get(), grid.weights.get(), pdf.get(), nullptr, &offset,
+    if (!quantizedHistogramPdf(w, points.get(), weights.get(), pdf.get(), nullptr, &offset,
                                &width)) {
       ok = false;
       break;
@@ -249,7 +211,10 @@ bool combineCursors(const std::vector<double>& cursors, int32_t levelCount, doub
   if (combinedAny) {
     buildAmplitudeAxis(offsetSum, w, amplitudes);
   }
-  copyRow(running.get(), density);
+  const double* result = elementsOf<double>(running.get());
+  const int32_t length = numel(running.get());
+  reshape<double>(density, 1, length);
+  std::copy(result, result + length, elementsOf<double>(density));
   if (ok) {
     *offsetOut = offsetSum;
     *widthOut = w;
@@ -270,27 +235,22 @@ bool sortedLevelConvolutionPdf(const DynArray* signal, int32_t levelCount, doubl
                                DynArray* amplitudes, DynArray* density, double* offsetOut,
                                double* widthOut, ConvolutionForm form) {
   const std::vector<double> kept = keptCursors(signal, w);
-  // Ascending by magnitude, then index; NaN magnitudes after every number.
-  std::vector<std::pair<double, int32_t>> order;
-  order.reserve(kept.size());
-  for (size_t i = 0; i < kept.size(); ++i) {
-    order.emplace_back(std::fabs(kept[i]), static_cast<int32_t>(i));
-  }
-  std::sort(order.begin(), order.end(), [](const auto& x, const auto& y) {
-    const bool xNan = std::isnan(x.first);
-    const bool yNan = std::isnan(y.first);
-    if (xNan != yNan) {
-      return yNan;
+  // Descending by magnitude, then by index; NaN magnitudes before every
+  // number.  Every key differs (the index decides last), so the order is
+  // unique.
+  std::vector<size_t> order(kept.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::sort(order.begin(), order.end(), [&kept](size_t i, size_t j) {
+    const double x = std::fabs(kept[i]);
+    const double y = std::fabs(kept[j]);
+    if (std::isnan(x) != std::isnan(y)) {
+      return std::isnan(x);
     }
-    if (!xNan && x.first != y.first) {
-      return x.first < y.first;
-    }
-    return x.second < y.second;
+    return std::isnan(x) || x == y ? i > j : x > y;
   });
   std::vector<double> sequence;
-  sequence.reserve(order.size());
-  for (auto it = order.rbegin(); it != order.rend(); ++it) {
-    sequence.push_back(kept[static_cast<size_t>(it->second)]);
+  for (const size_t i : order) {
+    sequence.push_back(kept[i]);
   }
   return combineCursors(sequence, levelCount, w, true, amplitudes, density, offsetOut, widthOut,
                         form);

@@ -8,9 +8,8 @@ namespace zefra {
 
 // How the running density is convolved with each cursor's density.
 enum class ConvolutionForm {
-  // Skips the zero bins of the cursor density (at most M are non-zero);
-  // identical bits whenever the running density is finite, which it always
-  // is for densities built here.  Falls back to the dense form otherwise.
+  // Skips the zero bins of the cursor density (at most M are non-zero):
+  // identical bits, since the running density is always finite.
   kSparse,
   // Every product, summed in increasing index of the running density.
   kDense,

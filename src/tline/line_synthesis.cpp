@@ -17,7 +17,6 @@
 #include <cmath>
 
 #include "frame/constants.h"
-#include "sparam/complex_scalar.h"
 #include "sparam/two_port.h"
 
 namespace zefra {
@@ -33,12 +32,7 @@ Complex lineExponential(Complex w) {
   if (y == 0.0) {
     return {std::exp(x), 0.0};
   }
-  // Infinite parts would be caught here, but the infinity markers hold 0.0
-  // and y = 0 is already handled, so this never applies; infinite parts take
-  // the general form and give NaN parts.
-  if ((y == kInf || y == kMinusInf) && (x == kInf || x == kMinusInf) && x < 0.0) {
-    return {0.0, 0.0};
-  }
+  // Infinite parts take this general form too and give NaN parts.
   const double h = std::exp(x * 0.5);
   return {(std::cos(y) * h) * h, (std::sin(y) * h) * h};
 }
@@ -72,12 +66,12 @@ void synthesizeLineSParams(const DynArray* freq, double zA, double zB, const Dyn
   for (int32_t k = 0; k < n; ++k) {
     const Complex g = propagationPerLength(f[k] / kHertzPerGigahertz, p0, p1, p2, tau);
     const Complex p = lineExponential({-(len * g.re), -(len * g.im)});
-    const Complex p2x = squareOf(p);
+    const Complex p2x = complexSquare(p);
     const Complex denominator = {1.0 - reflection2 * p2x.re, 0.0 - reflection2 * p2x.im};
-    const Complex reflected = quotient(
+    const Complex reflected = complexDivide(
         {(1.0 - p2x.re) * reflection, (0.0 - p2x.im) * reflection}, denominator);
     const Complex transmitted =
-        quotient({transmission * p.re, transmission * p.im}, denominator);
+        complexDivide({transmission * p.re, transmission * p.im}, denominator);
     out.store(k, {reflected, transmitted, transmitted, reflected});
   }
 }

@@ -288,11 +288,11 @@ Usage runInterpSparamForwarder(std::int32_t n) {
 
 Usage runInterpSparamSibling(std::int32_t n) {
   const std::vector<double> fIn = linearFrequencies(toSize(n));
-  const std::vector<zefra_sparam_complex> sIn = delayedTrace<zefra_sparam_complex>(fIn);
+  const std::vector<zefra_complex> sIn = delayedTrace<zefra_complex>(fIn);
   const std::vector<double> fOut = sortedQueries(toSize(n));
-  std::vector<zefra_sparam_complex> sOut(toSize(n));
+  std::vector<zefra_complex> sOut(toSize(n));
   Usage u =
-      usageOf(n, bytesOf(2 * static_cast<std::int64_t>(n), kDouble + sizeof(zefra_sparam_complex)));
+      usageOf(n, bytesOf(2 * static_cast<std::int64_t>(n), kDouble + sizeof(zefra_complex)));
   u.peak = peakOf(
       [&] { zefra_interp_Sparam_C(sIn.data(), fIn.data(), n, fOut.data(), n, sOut.data()); });
   return u;

@@ -86,31 +86,3 @@ TEST(PublicHeader, ComplexIsTwoDoublesRealFirst) {
 }
 
 }  // namespace
-
-#include "frame/call_frame.h"
-#include "numeric/reductions.h"
-
-namespace {
-
-// The exports read the caller's buffer in place; the literal frame copies it
-// into a fresh record first.  Same bits either way.
-TEST(StatisticsExportsFastPath, InPlaceInputMatchesCopyingFrame) {
-  std::mt19937_64 rng(12);
-  std::normal_distribution<double> normal;
-  std::uniform_int_distribution<int> special(0, 60);
-  for (int trial = 0; trial < 200; ++trial) {
-    std::vector<double> x(static_cast<size_t>(1 + trial * 7));
-    for (double& v : x) {
-      const int s = special(rng);
-      v = s == 0 ? -0.0 : s == 1 ? 0.0 : s == 2 && trial % 4 == 0 ? std::nan("") : normal(rng) * 1e3;
-    }
-    const auto n = static_cast<int32_t>(x.size());
-    zefra::CallFrame frame;
-    const zefra::DynArray* copy = frame.column(x.data(), n);
-    EXPECT_TRUE(sameBits(zefra::medianKernel(copy), median(x.data(), n))) << trial;
-    EXPECT_TRUE(sameBits(zefra::stdKernel(copy), Eval_std(x.data(), n))) << trial;
-    EXPECT_TRUE(sameBits(zefra::normKernel(copy), norm(x.data(), n))) << trial;
-  }
-}
-
-}  // namespace

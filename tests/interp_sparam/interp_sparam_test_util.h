@@ -14,7 +14,7 @@
 
 namespace interp_sparam_test {
 
-using C = zefra_sparam_complex;
+using C = zefra_complex;
 
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;

@@ -1,11 +1,20 @@
+// Sample standard deviation: closed forms, the rules of the public header,
+// and golden bits recorded from the library.
+//
+// Tolerance: kOneToNUlps = 1.  For x = 1 .. n every sum, the mean (n + 1) / 2
+// and every squared deviation are exact, so ss = n (n^2 - 1) / 12 exactly and
+// only ss / (n - 1) and the square root round: within 1 ulp of
+// sqrt(n (n + 1) / 12).
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
-#include <random>
 #include <vector>
 
 #include "frame/call_frame.h"
+#include "numeric/golden/golden.h"
 #include "numeric/reductions.h"
 #include "support/bits.h"
 
@@ -14,53 +23,72 @@ namespace {
 
 using testing::sameBits;
 
+constexpr int64_t kOneToNUlps = 1;
+
 double stdOf(const std::vector<double>& x) {
   CallFrame frame;
   return stdKernel(frame.column(x.data(), static_cast<int32_t>(x.size())));
 }
 
-TEST(StdDev, SingleValueGivesZero) { EXPECT_TRUE(sameBits(0.0, stdOf({5.0}))); }
-
-TEST(StdDev, UsesSampleDivisor) {
-  EXPECT_TRUE(sameBits(std::sqrt(5.0 / 3.0), stdOf({1.0, 2.0, 3.0, 4.0})));
+TEST(StdDev, OneToNGivesSqrtOfNTimesNPlusOneOverTwelve) {
+  for (int n : {2, 3, 4, 10, 99, 1000, 65537}) {
+    std::vector<double> x;
+    for (int k = 1; k <= n; ++k) {
+      x.push_back(k);
+    }
+    const long double nl = n;
+    const auto expected = static_cast<double>(std::sqrt(nl * (nl + 1.0L) / 12.0L));
+    EXPECT_LE(std::llabs(std::bit_cast<int64_t>(expected) - std::bit_cast<int64_t>(stdOf(x))),
+              kOneToNUlps)
+        << "n = " << n;
+  }
 }
 
-TEST(StdDev, EmptyInputGivesZero) { EXPECT_TRUE(sameBits(0.0, stdOf({}))); }
+TEST(StdDev, TwoPointsGiveTheirDistanceOverSqrtTwo) {
+  // mean 2, ss = 1 + 1 = 2, divisor 1.
+  EXPECT_TRUE(sameBits(std::sqrt(2.0), stdOf({1.0, 3.0})));
+  EXPECT_TRUE(sameBits(std::sqrt(2.0), stdOf({3.0, 1.0})));
+}
 
-TEST(StdDev, NegativeCountGivesZero) {
+TEST(StdDev, ConstantDataWithExactSumsGivesExactlyZero) {
+  // Multiples of 1/8 below 2^50: every running sum is exact, so the mean is
+  // the value itself and every deviation 0.
+  for (double c : {0.375, -12.0, 1024.125}) {
+    for (int n : {2, 3, 7, 1000}) {
+      EXPECT_TRUE(sameBits(0.0, stdOf(std::vector<double>(static_cast<size_t>(n), c))));
+    }
+  }
+}
+
+TEST(StdDev, SingleValueGivesZero) {
+  EXPECT_TRUE(sameBits(0.0, stdOf({5.0})));
+  EXPECT_TRUE(sameBits(0.0, stdOf({-1e308})));
+}
+
+TEST(StdDev, EmptyAndNegativeCountsGiveZero) {
+  EXPECT_TRUE(sameBits(0.0, stdOf({})));
   CallFrame frame;
   EXPECT_TRUE(sameBits(0.0, stdKernel(frame.column(nullptr, -2))));
 }
 
-TEST(StdDev, NaNAnywhereGivesNaN) {
+TEST(StdDev, SumsLeftToRightSoCancellationDropsTheOnes) {
+  // 1e16 + 1 rounds back to 1e16, so the sum is 0 + 1 and the mean 0.25 (an
+  // exact or pairwise sum would give 0.5).  The deviations then round to
+  // +-1e16 and 0.75, and 0.75^2 vanishes beside 1e32.
+  const double expected = std::sqrt((1e16 * 1e16 + 1e16 * 1e16) / 3.0);
+  EXPECT_TRUE(sameBits(expected, stdOf({1e16, 1.0, -1e16, 1.0})));
+}
+
+TEST(StdDev, NaNOrInfinityGivesNaN) {
+  const double inf = std::numeric_limits<double>::infinity();
   EXPECT_TRUE(std::isnan(stdOf({1.0, std::numeric_limits<double>::quiet_NaN(), 3.0})));
+  EXPECT_TRUE(std::isnan(stdOf({1.0, inf, 3.0})));
+  EXPECT_TRUE(std::isnan(stdOf({-inf})));
 }
 
-TEST(StdDev, ConstantInputGivesZero) { EXPECT_EQ(stdOf({0.3, 0.3, 0.3, 0.3}), 0.0); }
-
-TEST(StdDev, SumsLeftToRight) {
-  // A compensated or pairwise sum would give a different mean here.
-  const std::vector<double> x = {1e16, 1.0, -1e16, 1.0};
-  double sum = 0.0;
-  for (double v : x) sum += v;
-  const double mean = sum / 4.0;
-  double ss = 0.0;
-  for (double v : x) ss += (v - mean) * (v - mean);
-  EXPECT_TRUE(sameBits(std::sqrt(ss / 3.0), stdOf(x)));
-}
-
-TEST(StdDev, MatchesTwoPassFormulaOnRandomData) {
-  std::mt19937_64 rng(7);
-  std::normal_distribution<double> normal(3.0, 2.0);
-  for (int size : {2, 3, 10, 1000, 65537}) {
-    std::vector<double> x(static_cast<size_t>(size));
-    for (double& v : x) v = normal(rng);
-    double sum = 0.0;
-    for (double v : x) sum += v;
-    const double mean = sum / size;
-    double ss = 0.0;
-    for (double v : x) ss += (v - mean) * (v - mean);
-    EXPECT_TRUE(sameBits(std::sqrt(ss / (size - 1)), stdOf(x))) << "size " << size;
+TEST(StdDev, RecordedBitsAreReproduced) {
+  for (const golden::GoldenReduction& c : golden::kStdGolden) {
+    EXPECT_TRUE(sameBits(std::bit_cast<double>(c.result), stdOf(golden::doubles(c.x)))) << c.name;
   }
 }
 

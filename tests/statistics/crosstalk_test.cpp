@@ -204,35 +204,6 @@ TEST(Crosstalk, EmptyResponseMakesFourSampleMovingSum) {
   EXPECT_TRUE(sameBits(0.25 * best, noisePower({}, pattern, 4, 0.5)));
 }
 
-TEST(Crosstalk, FourUnitIntervalsSumOneTermPerPhase) {
-  // patternLength = 4P: Q = 4, limit = 1, result = a^2 * max_s induced[s]^2.
-  std::mt19937_64 rng(7);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  const int32_t p = 5;
-  std::vector<double> pattern(4 * p);
-  for (double& v : pattern) v = u(rng);
-  for (size_t responseLength : {3u, 11u}) {
-    std::vector<double> response(responseLength);
-    for (double& v : response) v = u(rng);
-    const std::vector<double> step = referenceStep(response, p);
-    // L = 5 (gather order, terms in increasing j) or L = 11 (scatter order,
-    // 20 < 22, terms in decreasing j).
-    const bool gather = responseLength == 3;
-    double best = 0.0;
-    for (size_t s = 0; s < static_cast<size_t>(p); ++s) {
-      double induced = 0.0;
-      for (size_t i = 0; i <= s; ++i) {
-        const size_t j = gather ? i : s - i;
-        if (gather && step[j] == 0.0) continue;
-        induced += gather ? pattern[s - j] * step[j] : step[j] * pattern[s - j];
-      }
-      if (induced * induced > best) best = induced * induced;
-    }
-    EXPECT_TRUE(sameBits(1.7 * 1.7 * best, noisePower(response, pattern, p, 1.7)))
-        << "responseLength " << responseLength;
-  }
-}
-
 TEST(Crosstalk, ResponseShorterThanUnitIntervalSettlesAtOne) {
   // response {0.25, 0.25} at P = 4: step = {0.25, 0.5, 1, 1}.  A single unit
   // pulse at the start of a 16-sample pattern makes induced = step, so the
@@ -252,26 +223,6 @@ TEST(Crosstalk, HalfUnitIntervalRoundsAwayFromZero) {
   // induced = {1, 1, 0, 3, 3, 0, ...}: phase 0 = 1 + 0, phase 1 = 1 + 9.
   EXPECT_TRUE(sameBits(10.0, noisePower({}, pattern, 2, 1.0)));
   EXPECT_TRUE(sameBits(10.0, referencePower({}, pattern, 2, 1.0)));
-}
-
-TEST(Crosstalk, LastSummedIndexStaysInsidePattern) {
-  // The reference reads with bounds checks; (Q - 3) P - 1 < patternLength
-  // for every length and P tried, including quotients that round up.
-  for (int32_t p = 1; p <= 12; ++p) {
-    for (size_t n = 1; n <= 160; ++n) {
-      const float q = std::roundf(static_cast<float>(static_cast<double>(n) / p));
-      const double limit = static_cast<double>(q) - 3.0;
-      if (limit > 0.0) {
-        ASSERT_LT(limit * p - 1.0, static_cast<double>(n)) << "n " << n << " P " << p;
-      }
-      std::vector<double> pattern(n);
-      for (size_t k = 0; k < n; ++k) pattern[k] = std::sin(static_cast<double>(k) * 0.7);
-      const std::vector<double> response = {0.3, -0.1, 0.05};
-      ASSERT_TRUE(sameBits(referencePower(response, pattern, p, 1.25),
-                           noisePower(response, pattern, p, 1.25)))
-          << "n " << n << " P " << p;
-    }
-  }
 }
 
 TEST(Crosstalk, SamplesAfterLastSummedIndexDoNotCount) {
@@ -393,16 +344,19 @@ TEST(Crosstalk, LoopOrderMattersOnlyForResponsesLongerThanUnitInterval) {
   EXPECT_TRUE(sameBits(0.0, referencePhasePower(referenceScatter(pattern, step), 10, 1.0)));
 }
 
+// Every P up to 12 and pattern length up to 160.  The reference reads with
+// bounds checks, so it also shows that the last summed index, (Q - 3) P - 1,
+// stays inside the pattern even for quotients that round up.
 TEST(Crosstalk, MatchesLiteralReferenceBitForBit) {
   std::mt19937_64 rng(20240611);
   std::uniform_real_distribution<double> u(-1.0, 1.0);
   std::uniform_int_distribution<int> exponent(-30, 30);
   int scatterWithTerms = 0;
   int gatherWithTerms = 0;
-  for (int trial = 0; trial < 300; ++trial) {
-    const auto p = static_cast<int32_t>(1 + trial % 9);
+  for (int trial = 0; trial < 12 * 161; ++trial) {
+    const auto p = static_cast<int32_t>(1 + trial / 161);
     const auto responseLength = static_cast<size_t>((trial * 7) % 37);
-    const auto patternLength = static_cast<size_t>((trial * 13) % 97);
+    const auto patternLength = static_cast<size_t>(trial % 161);
     std::vector<double> response(responseLength);
     for (double& v : response) v = std::ldexp(u(rng), exponent(rng));
     std::vector<double> pattern(patternLength);
@@ -418,8 +372,8 @@ TEST(Crosstalk, MatchesLiteralReferenceBitForBit) {
       ++(shortPattern ? scatterWithTerms : gatherWithTerms);
     }
   }
-  EXPECT_GT(scatterWithTerms, 20);
-  EXPECT_GT(gatherWithTerms, 20);
+  EXPECT_GT(scatterWithTerms, 200);
+  EXPECT_GT(gatherWithTerms, 200);
 }
 
 // ---- Zero taps, infinities and NaN.

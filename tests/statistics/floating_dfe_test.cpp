@@ -140,40 +140,6 @@ TEST(FloatingDfe, ResultRecordsAreReshapedAsZeroFilledRows) {
   EXPECT_TRUE(sameValues({0.0, 0.3, 0.3, 0.0}, rowValues(limits.get(), 4)));
 }
 
-TEST(FloatingDfeExport, CopiesExactlyTheRecordLengthsIntoTheCallerBuffers) {
-  // The export copies numel(record) values of each result; guard values past
-  // those lengths must survive.
-  constexpr double kGuard = 7.0;
-  std::vector<double> positionsOut(3, kGuard);
-  std::vector<double> weightsOut(6, kGuard);
-  std::vector<double> limitsOut(6, kGuard);
-  {
-    CallFrame frame;
-    DynArray* pulseRecord = frame.column(kExamplePulse.data(), 4);
-    DynArray* positions = frame.doubleOutput(0, 0);
-    DynArray* weights = frame.doubleOutput(0, 0);
-    DynArray* limits = frame.doubleOutput(0, 0);
-    floatingTapPlacement(pulseRecord, 1.0, 1.0, 1.0, 3.0, 0.3, 1.0, positions, weights, limits);
-    copyCountOut(positions, positionsOut.data(), numel(positions));
-    copyCountOut(weights, weightsOut.data(), numel(weights));
-    copyCountOut(limits, limitsOut.data(), numel(limits));
-  }
-  EXPECT_TRUE(sameValues({1.0, kGuard, kGuard}, positionsOut));
-  EXPECT_TRUE(sameValues({0.3, 0.0, 0.0, 0.0, kGuard, kGuard}, weightsOut));
-  EXPECT_TRUE(sameValues({0.0, 0.3, 0.0, 0.0, kGuard, kGuard}, limitsOut));
-}
-
-TEST(FloatingDfeExport, CallerPulseBufferIsNeverWritten) {
-  const std::vector<double> pulse = kExamplePulse;
-  CallFrame frame;
-  DynArray* pulseRecord = frame.column(pulse.data(), 4);
-  DynArray* positions = frame.doubleOutput(0, 0);
-  DynArray* weights = frame.doubleOutput(0, 0);
-  DynArray* limits = frame.doubleOutput(0, 0);
-  floatingTapPlacement(pulseRecord, 1.0, 1.0, 3.0, 3.0, 0.3, 1.0, positions, weights, limits);
-  EXPECT_TRUE(sameValues(kExamplePulse, pulse));
-}
-
 // ---------------------------------------------------------------------------
 // Groups
 

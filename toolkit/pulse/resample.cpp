@@ -39,11 +39,11 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 
-zefra_sparam_complex toSibling(Cplx v) { return {v.real(), v.imag()}; }
-Cplx fromSibling(zefra_sparam_complex v) { return {v.re, v.im}; }
+zefra_complex toSibling(Cplx v) { return {v.real(), v.imag()}; }
+Cplx fromSibling(zefra_complex v) { return {v.re, v.im}; }
 
 // Resamples the trace (fin, sin) at grid bins [kBegin, kEnd) into hd.
-void resampleBins(const std::vector<zefra_sparam_complex>& sin, const double* fin,
+void resampleBins(const std::vector<zefra_complex>& sin, const double* fin,
                   int64_t kBegin, int64_t kEnd, double df, std::vector<Cplx>& hd) {
   if (kEnd <= kBegin) {
     return;
@@ -53,7 +53,7 @@ void resampleBins(const std::vector<zefra_sparam_complex>& sin, const double* fi
   for (std::size_t i = 0; i < count; ++i) {
     fq[i] = static_cast<double>(kBegin + static_cast<int64_t>(i)) * df;
   }
-  std::vector<zefra_sparam_complex> out(count);
+  std::vector<zefra_complex> out(count);
   zefra_interp_Sparam_C(sin.data(), fin, static_cast<int32_t>(sin.size()), fq.data(),
                         static_cast<int32_t>(count), out.data());
   for (std::size_t i = 0; i < count; ++i) {
@@ -79,7 +79,7 @@ std::vector<Cplx> resampleOnGrid(const double* f, const Cplx* h, int64_t n, doub
   const int64_t first = (f[0] == 0.0) ? 1 : 0;
   const double fFirst = f[first];
   const double fLast = f[n - 1];
-  std::vector<zefra_sparam_complex> band(static_cast<std::size_t>(n - first));
+  std::vector<zefra_complex> band(static_cast<std::size_t>(n - first));
   for (int64_t i = first; i < n; ++i) {
     band[static_cast<std::size_t>(i - first)] = toSibling(h[i] * delayRotor(-f[i] * tau));
   }
@@ -103,7 +103,7 @@ std::vector<Cplx> resampleOnGrid(const double* f, const Cplx* h, int64_t n, doub
   const int64_t kAbove = firstBinAtOrAbove(fLast, true);
 
   std::vector<Cplx> hd(static_cast<std::size_t>(kTop + 1), Cplx(0.0, 0.0));
-  const std::vector<zefra_sparam_complex> toDc = {{h0, 0.0}, band.front()};
+  const std::vector<zefra_complex> toDc = {{h0, 0.0}, band.front()};
   const double gapGrid[2] = {0.0, fFirst};
   resampleBins(toDc, gapGrid, 0, kBand, df, hd);
   resampleBins(band, f + first, kBand, kAbove, df, hd);

@@ -10,6 +10,8 @@
 
 #include <stdint.h>
 
+#include "zefra/zefra_complex.h"
+
 #if defined(_WIN32)
 #  if defined(ZEFRA_INTERP_SPARAM_BUILDING)
 #    define ZEFRA_INTERP_SPARAM_API
@@ -25,12 +27,6 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* One complex value: real part, then imaginary part (16 bytes). */
-typedef struct zefra_sparam_complex {
-  double re;
-  double im;
-} zefra_sparam_complex;
 
 /*
  * Resamples the trace sIn, given at the frequencies fIn, at the
@@ -57,10 +53,10 @@ typedef struct zefra_sparam_complex {
  * there.  nOut <= 0 or a null fOut/sOut: nothing written.  sOut must not
  * overlap sIn.  Thread-safe; no allocation.
  */
-ZEFRA_INTERP_SPARAM_API void zefra_interp_Sparam_C(const zefra_sparam_complex *sIn,
+ZEFRA_INTERP_SPARAM_API void zefra_interp_Sparam_C(const zefra_complex *sIn,
                                                    const double *fIn, int32_t nIn,
                                                    const double *fOut, int32_t nOut,
-                                                   zefra_sparam_complex *sOut);
+                                                   zefra_complex *sOut);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -1,7 +1,10 @@
-// Point-wise complex arithmetic on (re, im) pairs of doubles.
+// Complex: the library's complex number (the public zefra_complex, real part
+// then imaginary part), and the point-wise arithmetic every kernel and the
+// sibling module use.
 //
 // Every product and quotient is written out so that its rounding, its
-// signed zeros and its propagation of infinities and NaNs are fixed:
+// signed zeros and its propagation of infinities and NaNs are fixed (the
+// build forbids contraction into fused multiply-adds):
 //   a * b = (a.re*b.re - a.im*b.im, a.re*b.im + a.im*b.re)
 // Division is scaled so that no intermediate product overflows, and takes
 // exact shortcuts when a part of the divisor (or of the dividend) is zero.
@@ -10,21 +13,21 @@
 
 #include <cmath>
 
-#include "frame/dyn_array.h"
+#include "zefra/zefra_complex.h"
 
 namespace zefra {
 
-inline Complex complexProduct(Complex a, Complex b) {
+using Complex = zefra_complex;
+
+inline Complex complexMultiply(Complex a, Complex b) {
   return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
 }
 
-// x * x with the two cross products formed separately and then added.
-inline Complex squareOf(Complex x) {
-  return {x.re * x.re - x.im * x.im, x.re * x.im + x.im * x.re};
-}
+// x * x: the two cross products are formed separately and then added.
+inline Complex complexSquare(Complex x) { return complexMultiply(x, x); }
 
 // a / b.
-inline Complex quotient(Complex a, Complex b) {
+inline Complex complexDivide(Complex a, Complex b) {
   if (b.im == 0.0) {
     // Real divisor: each part divides on its own; a zero part stays +0.
     if (a.im == 0.0) {
@@ -67,7 +70,7 @@ inline Complex quotient(Complex a, Complex b) {
 // 2 / x, the division above specialised to the dividend 2 + 0j.  The
 // products with 0 are kept: they turn an infinite or NaN ratio into NaN
 // exactly as the general division does.
-inline Complex twoOver(Complex x) {
+inline Complex twoOverComplex(Complex x) {
   if (x.im == 0.0) {
     return {2.0 / x.re, 0.0};
   }
