@@ -27,10 +27,6 @@ namespace {
 constexpr double kSafeMin = 1.0020841800044864e-292;
 constexpr double kInvSafeMin = 9.9792015476736e291;
 
-// Partial column norms are recomputed from scratch once the downdated value
-// has lost about half of its digits (square root of machine epsilon).
-constexpr double kDowndateLimit = 1.4901161193847656e-8;
-
 // Applies H = I - tau [1; v] [1; v]^T, v = column[i + 1 ... m - 1], to
 // target[i ... m - 1]:
 //   w = target[i] + sum_{l > i} v[l] * target[l]   (summed in increasing l)
@@ -147,9 +143,11 @@ double householderVector(int32_t n, double* alpha, double* x, int32_t start) {
 // above the diagonal, the reflection vectors below it) and b by Q^T b; c
 // receives n coefficients in the column order A had on entry.
 //
-// Householder QR with column pivoting (largest remaining partial norm first,
-// ties keeping the lower index), then Q^T b and back substitution over all
-// min(m, n) columns.  There is no rank test: a rank-deficient problem is
+// Householder QR with column pivoting (largest column norm first, ties
+// keeping the lower index), then Q^T b and back substitution over all
+// min(m, n) columns.  For n <= 2 only the first pivot is a choice (the
+// second is the one column left), so the partial norms are not downdated
+// after a step.  There is no rank test: a rank-deficient problem is
 // solved in full, and a zero or rounding-sized diagonal entry then yields
 // non-finite or meaningless coefficients, without any error.
 void pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c) {
@@ -163,13 +161,10 @@ void pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c
   double* tau = elementsOf<double>(tauRecord.get());
   DynArrayPtr vn1Record = doubleVector(n);
   double* vn1 = elementsOf<double>(vn1Record.get());
-  DynArrayPtr vn2Record = doubleVector(n);
-  double* vn2 = elementsOf<double>(vn2Record.get());
 
   for (int32_t j = 0; j < n; ++j) {
     jpvt[j] = j;
     vn1[j] = scaledEuclideanNorm(columns[j], m);
-    vn2[j] = vn1[j];
   }
 
   for (int32_t i = 0; i < k; ++i) {
@@ -184,8 +179,6 @@ void pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c
     if (pivot != i) {
       std::swap(columns[pivot], columns[i]);
       std::swap(jpvt[pivot], jpvt[i]);
-      vn1[pivot] = vn1[i];
-      vn2[pivot] = vn2[i];
     }
 
     double* column = columns[i];
@@ -195,7 +188,6 @@ void pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c
         applyReflection(m, i, column, tau[i], columns[j]);
       }
     }
-
   }
 
   for (int32_t i = 0; i < k; ++i) {

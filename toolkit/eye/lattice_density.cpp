@@ -17,7 +17,7 @@
 #include <cmath>
 
 #include "eye/lattice_kernels.h"
-#include "numeric/cpu_features.h"
+#include "eye/cpu_features.h"
 
 namespace zefra::tk::eye {
 namespace {

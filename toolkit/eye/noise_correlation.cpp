@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "numeric/cpu_features.h"
+#include "eye/cpu_features.h"
 
 // Not on Windows: there GCC does not align the stack for spilled 256-bit
 // registers, so the AVX form could fault; the baseline form gives the same

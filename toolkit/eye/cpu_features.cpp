@@ -1,4 +1,4 @@
-#include "numeric/cpu_features.h"
+#include "eye/cpu_features.h"
 
 #if defined(_MSC_VER) && (defined(_M_X64) || defined(_M_IX86))
 #include <immintrin.h>
