@@ -22,8 +22,9 @@
 namespace zefra {
 namespace {
 
-template <typename Value, bool kExtrapolate, bool kChecked>
-void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi) {
+template <typename Value, bool kChecked>
+void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi,
+                       bool extrapolate) {
   const std::optional<SampleTable<Value>> t = prepareTable<Value>(x, y, xi, yi, 1, kChecked);
   if (!t) {
     return;
@@ -35,6 +36,7 @@ void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi,
   const double* queries = elementsOf<double>(xi);
   Value* out = elementsOf<Value>(yi);
   BracketCursor cursor(xs, n);
+  const bool extendRight = extrapolate && t->ny >= 2 && n >= 2;
   for (int32_t j = 0; j < ni; ++j) {
     const double q = queries[j];
     Value v{};
@@ -45,11 +47,11 @@ void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi,
     } else if (std::isnan(q)) {
       // 0
     } else if (q > xs[n - 1]) {
-      if (kExtrapolate && t->ny >= 2 && n >= 2) {
+      if (extendRight) {
         v = extend(ys[n - 2], ys[n - 1], (q - xs[n - 1]) / (xs[n - 1] - xs[n - 2]), ys[n - 1]);
       }
     } else if (xs[0] > q) {
-      if (kExtrapolate) {
+      if (extrapolate) {
         v = extend(ys[0], ys[1], (q - xs[0]) / (xs[1] - xs[0]), ys[0]);
       }
     } else {
@@ -63,22 +65,22 @@ void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi,
 
 void interpLinearZeroOutside(const DynArray* x, const DynArray* y, const DynArray* xi,
                              DynArray* yi) {
-  interpolateLinear<double, false, true>(x, y, xi, yi);
+  interpolateLinear<double, true>(x, y, xi, yi, false);
 }
 
 void interpLinearExtrapolate(const DynArray* x, const DynArray* y, const DynArray* xi,
                              DynArray* yi) {
-  interpolateLinear<double, true, true>(x, y, xi, yi);
+  interpolateLinear<double, true>(x, y, xi, yi, true);
 }
 
 void interpLinearExtrapolateComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
                                     DynArray* yi) {
-  interpolateLinear<Complex, true, true>(x, y, xi, yi);
+  interpolateLinear<Complex, true>(x, y, xi, yi, true);
 }
 
 void interpLinearNanOutsideComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
                                    DynArray* yi) {
-  interpolateLinear<Complex, false, false>(x, y, xi, yi);
+  interpolateLinear<Complex, false>(x, y, xi, yi, false);
 }
 
 }  // namespace zefra

@@ -68,11 +68,17 @@ std::optional<SampleTable<Value>> prepareTable(const DynArray* x, const DynArray
   return t;
 }
 
+// The two-point formulas.  Where two NaNs meet in one operation (a NaN step
+// times a NaN difference, say) the payload that survives depends on the
+// operand order the compiler emits; these forms, as written and as the
+// kernels' loops call them, give the library's published bits, which
+// bench/equality checks: restructure them only with that check.
+//
 // Inside interval lo: r = (q - x(lo)) / (x(lo+1) - x(lo)) and
 // (1 - r) y(lo) + r y(lo+1), part by part for complex values, or y(lo)
 // itself when the two values are equal (both parts, for complex values).
 inline bool sameValue(double a, double b) { return a == b; }
-inline bool sameValue(Complex a, Complex b) { return (a.re == b.re) & (a.im == b.im); }
+inline bool sameValue(Complex a, Complex b) { return a.re == b.re && a.im == b.im; }
 inline double blend(double a, double b, double r) { return (1.0 - r) * a + r * b; }
 inline Complex blend(Complex a, Complex b, double r) {
   return {blend(a.re, b.re, r), blend(a.im, b.im, r)};
@@ -83,16 +89,11 @@ Value interior(const double* x, const Value* y, int32_t lo, double q) {
   const double r = (q - x[lo]) / (x[lo + 1] - x[lo]);
   const Value a = y[lo];
   const Value b = y[lo + 1];
-  if (sameValue(a, b)) {
-    return a;
-  }
-  return blend(a, b, r);
+  return sameValue(a, b) ? a : blend(a, b, r);
 }
 
 // An end segment from `from` to `to` extended by s segment lengths past
-// `base` (the end it leaves from): s (to - from) + base.  The factors of the
-// complex real part stand the other way round; with both factors NaN their
-// order decides which payload survives.
+// `base` (the end it leaves from): s (to - from) + base.
 inline double extend(double from, double to, double s, double base) {
   return s * (to - from) + base;
 }
