@@ -67,13 +67,10 @@ class CallFrame {
   // their input in place; the caller's buffer stays untouched.
   DynArray* column(const double* values, int32_t n) { return copy(values, n, 1, n, 8); }
   DynArray* row(const double* values, int32_t n) { return copy(values, 1, n, n, 8); }
-  DynArray* complexColumn(const Complex* values, int32_t n) { return copy(values, n, 1, n, 16); }
-  DynArray* complexRow(const Complex* values, int32_t n) { return copy(values, 1, n, n, 16); }
 
   // A zero-filled record of the library's own, {rows, cols}, for results
   // the kernel shapes itself and the export hands back afterwards.
   DynArray* doubleOutput(int32_t rows, int32_t cols) { return create(rows, cols, 8); }
-  DynArray* complexOutput(int32_t rows, int32_t cols) { return create(rows, cols, 16); }
 
  private:
   static constexpr int kMaxRecords = 16;

@@ -49,6 +49,15 @@ void replaceStorage(DynArray* array, int32_t newCapacity, int32_t elementSize,
   array->ownsData = true;
 }
 
+// Sets the extents of a two-dimensional record to {rows, columns} and
+// returns the element count it had before.
+int32_t setExtents(DynArray* array, int32_t rows, int32_t columns) {
+  const int32_t before = numel(array);
+  array->size[0] = rows;
+  array->size[1] = columns;
+  return before;
+}
+
 void ensureCapacityTyped(DynArray* array, int32_t oldNumel, int32_t elementSize) {
   const int32_t newNumel = numel(array);
   if (newNumel <= array->capacity) {
@@ -147,18 +156,12 @@ void ensureCapacityInt32(DynArray* array, int32_t oldNumel) {
 
 template <typename T>
 void reshape(DynArray* array, int32_t rows, int32_t columns) {
-  const int32_t before = numel(array);
-  array->size[0] = rows;
-  array->size[1] = columns;
-  ensureCapacityTyped(array, before, static_cast<int32_t>(sizeof(T)));
+  ensureCapacityTyped(array, setExtents(array, rows, columns), static_cast<int32_t>(sizeof(T)));
 }
 
 template <typename T>
 void reshapeGeneric(DynArray* array, int32_t rows, int32_t columns) {
-  const int32_t before = numel(array);
-  array->size[0] = rows;
-  array->size[1] = columns;
-  ensureCapacity(array, before, static_cast<int32_t>(sizeof(T)));
+  ensureCapacity(array, setExtents(array, rows, columns), static_cast<int32_t>(sizeof(T)));
 }
 
 template <typename T>
@@ -170,7 +173,6 @@ template void reshape<double>(DynArray*, int32_t, int32_t);
 template void reshape<Complex>(DynArray*, int32_t, int32_t);
 template void reshapeGeneric<double>(DynArray*, int32_t, int32_t);
 template void reshapeGeneric<Complex>(DynArray*, int32_t, int32_t);
-template void shapeRow<double>(DynArray*, int32_t);
 template void shapeRow<Complex>(DynArray*, int32_t);
 
 }  // namespace zefra

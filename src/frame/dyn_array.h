@@ -68,7 +68,7 @@ void reshape(DynArray* array, int32_t rows, int32_t columns);
 template <typename T>
 void reshapeGeneric(DynArray* array, int32_t rows, int32_t columns);
 
-// Row shaping: reshape to {1, columns}.
+// Row shaping: reshape to {1, columns} (defined for T = Complex).
 template <typename T>
 void shapeRow(DynArray* array, int32_t columns);
 

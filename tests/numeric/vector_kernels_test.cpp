@@ -10,6 +10,7 @@
 
 #include "frame/call_frame.h"
 #include "support/bits.h"
+#include "support/records.h"
 
 namespace zefra {
 namespace {
@@ -380,10 +381,10 @@ TEST(Polynomials, NoRootsGiveOne) {
 
 std::vector<Complex> polyvalOf(const std::vector<double>& p, const std::vector<Complex>& z) {
   CallFrame f;
-  DynArray* w = f.complexOutput(static_cast<int32_t>(z.size()), 1);
+  DynArrayPtr w = testing::complexColumn(std::vector<Complex>(z.size()));
   polyvalComplex(f.column(p.data(), static_cast<int32_t>(p.size())),
-                 f.complexColumn(z.data(), static_cast<int32_t>(z.size())), w);
-  const Complex* v = elementsOf<Complex>(w);
+                 testing::complexColumn(z).get(), w.get());
+  const Complex* v = elementsOf<Complex>(w.get());
   return std::vector<Complex>(v, v + z.size());
 }
 

@@ -7,15 +7,24 @@
 
 namespace zefra::testing {
 
-inline DynArrayPtr complexRow(const std::vector<Complex>& values) {
-  DynArrayPtr row(dynArrayInit(2));
-  row->size[0] = 1;
-  row->size[1] = static_cast<int32_t>(values.size());
-  ensureCapacityComplex(row.get(), 0);
+inline DynArrayPtr complexRecord(const std::vector<Complex>& values, bool column) {
+  DynArrayPtr record(dynArrayInit(2));
+  const auto n = static_cast<int32_t>(values.size());
+  record->size[0] = column ? n : 1;
+  record->size[1] = column ? 1 : n;
+  ensureCapacityComplex(record.get(), 0);
   for (size_t k = 0; k < values.size(); ++k) {
-    elementsOf<Complex>(row.get())[k] = values[k];
+    elementsOf<Complex>(record.get())[k] = values[k];
   }
-  return row;
+  return record;
+}
+
+inline DynArrayPtr complexRow(const std::vector<Complex>& values) {
+  return complexRecord(values, false);
+}
+
+inline DynArrayPtr complexColumn(const std::vector<Complex>& values) {
+  return complexRecord(values, true);
 }
 
 inline DynArrayPtr doubleRow(const std::vector<double>& values) {
