@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cinttypes>
+#include <cstdlib>
 #include <cstring>
 
 namespace eq {
@@ -132,6 +133,16 @@ void Case::fillI32(int b, const std::vector<int32_t>& values) {
   }
 }
 
+const Param& Case::param(const char* name) const {
+  for (const Param& p : params_) {
+    if (p.name == name) {
+      return p;
+    }
+  }
+  std::fprintf(stderr, "equality: the case has no parameter %s\n", name);
+  std::exit(2);
+}
+
 std::vector<double> Case::initialValues(int b) const {
   const Buffer& buf = buffers_[static_cast<size_t>(b)];
   std::vector<double> v;
@@ -221,6 +232,15 @@ void planOverlaps(Rng& rng, Case& c, const std::vector<int>& outputs,
     }
     c.link(i2, i1, drawShift(rng, c, i2, i1));
   }
+}
+
+int layoutInputOutput(Rng& rng, Case& c, const char* input, int64_t n, const char* output,
+                      int64_t outCount, Elem outElem) {
+  const int in = c.add(input, Elem::F64, n, kIn);
+  const int out = c.add(output, outElem, outCount, kOut);
+  planOverlaps(rng, c, {out}, {in});
+  c.layout(rng);
+  return in;
 }
 
 void Hasher::word(uint64_t w) {

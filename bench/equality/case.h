@@ -79,10 +79,15 @@ class Case {
   void fill(int b, const std::vector<double>& values);
   void fillI32(int b, const std::vector<int32_t>& values);
 
+  // Scalar arguments, pushed by the generator under the export's parameter
+  // names (`show` prints them in this order) and read back by name by the
+  // caller; reading a name never pushed is a harness bug and exits.
   void real(const char* name, double v) { params_.push_back({name, true, v, 0}); }
   void integer(const char* name, int64_t v) { params_.push_back({name, false, 0.0, v}); }
-  double realAt(size_t k) const { return params_[k].real; }
-  int64_t integerAt(size_t k) const { return params_[k].integer; }
+  double realParam(const char* name) const { return param(name).real; }
+  int32_t i32Param(const char* name) const {
+    return static_cast<int32_t>(param(name).integer);
+  }
 
   void markOutsideDomain() { cls_ |= kOutsideDomain; }
   uint8_t cls() const { return cls_; }
@@ -101,6 +106,8 @@ class Case {
   std::vector<double> initialValues(int b) const;
 
  private:
+  const Param& param(const char* name) const;
+
   std::vector<Buffer> buffers_;
   std::vector<Param> params_;
   std::vector<unsigned char> arena_;
@@ -122,6 +129,13 @@ struct OverlapOdds {
 };
 void planOverlaps(Rng& rng, Case& c, const std::vector<int>& outputs,
                   const std::vector<int>& inputs, const OverlapOdds& odds = OverlapOdds{});
+
+// The layout of an export with one input and one output: adds the input
+// (n doubles) and the output (outCount elements of outElem), plans the
+// overlaps of the output on the input and lays the case out.  Returns the
+// input's index; the output's is the next one.
+int layoutInputOutput(Rng& rng, Case& c, const char* input, int64_t n, const char* output,
+                      int64_t outCount, Elem outElem = Elem::F64);
 
 // 64-bit hash of bytes (word-wise multiply-rotate, murmur finaliser).
 class Hasher {
@@ -150,19 +164,6 @@ class Outcome {
  private:
   Hasher& hasher_;
   FILE* print_;
-};
-
-// Sequential reader of a case's scalar parameters, in the order the
-// generator pushed them.
-class Params {
- public:
-  explicit Params(const Case& c) : c_(c) {}
-  double real() { return c_.realAt(k_++); }
-  int32_t i32() { return static_cast<int32_t>(c_.integerAt(k_++)); }
-
- private:
-  const Case& c_;
-  size_t k_ = 0;
 };
 
 }  // namespace eq

@@ -8,8 +8,6 @@
 // lengths, pF capacitances, nH inductances) and their edges (zA = -2 zB,
 // zero, negative, NaN sections; 0..5 coefficients).  Overlaps: outputs on
 // the inputs and on each other.
-#include <cmath>
-
 #include "exports.h"
 #include "values.h"
 
@@ -17,20 +15,11 @@ namespace eq {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-
 std::vector<double> passive(Rng& rng, int32_t n) {
   if (rng.chance(0.25)) {
     return drawComplex(rng, n, pickProfile(rng, pickScale(rng)));
   }
-  std::vector<double> s;
-  for (int32_t i = 0; i < n; ++i) {
-    const double mag = rng.uniform();
-    const double ph = rng.uniform(-kPi, kPi);
-    s.push_back(mag * std::cos(ph));
-    s.push_back(mag * std::sin(ph));
-  }
-  return s;
+  return drawPassive(rng, n);
 }
 
 void generateCascade(Rng& rng, Case& c) {
@@ -79,12 +68,10 @@ void generateCascade(Rng& rng, Case& c) {
 }
 
 void callCascade(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t n = p.i32();
   auto in = [&](int b) { return c.ptr<const double>(a, b); };
   auto out = [&](int b) { return c.ptr<double>(a, b); };
-  lib.combineS4p(in(0), in(1), in(2), in(3), in(4), in(5), in(6), in(7), n, out(8), out(9),
-                 out(10), out(11));
+  lib.combineS4p(in(0), in(1), in(2), in(3), in(4), in(5), in(6), in(7), c.i32Param("N"),
+                 out(8), out(9), out(10), out(11));
 }
 
 std::vector<double> lossCoefficients(Rng& rng, int32_t m) {
@@ -102,24 +89,35 @@ int32_t coefficientCount(Rng& rng) {
   return rng.chance(0.7) ? 3 : static_cast<int32_t>(rng.between(-1, 5));
 }
 
-void fourOutputs(Case& c, int32_t n, std::vector<int>& outs) {
-  for (const char* name : {"s11", "s12", "s21", "s22"}) {
-    outs.push_back(c.add(name, Elem::C128, n, kOut));
-  }
-}
+// The buffers synth_tline and makePackage share, laid out and with their
+// inputs filled: buffer 0 holds nf frequencies, buffer 1 m loss
+// coefficients (named `coefficientName`), buffers 2..5 the four complex
+// outputs of nf values.  Returns the draws the scalar arguments build on.
+struct LineInputs {
+  double edge;  // see drawEdgeWeight
+  int32_t nf;
+  int32_t m;
+};
 
-void generateTline(Rng& rng, Case& c) {
-  const double edge = rng.chance(0.4) ? 2.0 : 0.0;  // edge values in 40 % of the cases
+LineInputs generateLineInputs(Rng& rng, Case& c, const char* coefficientName) {
+  const double edge = drawEdgeWeight(rng);
   const int32_t nf = drawCount(rng, 48, 300, 0.04);
   const int32_t m = coefficientCount(rng);
   const int bf = c.add("freq", Elem::F64, nf, kIn);
-  const int bc = c.add("coeffs", Elem::F64, m, kIn);
+  const int bc = c.add(coefficientName, Elem::F64, m, kIn);
   std::vector<int> outs;
-  fourOutputs(c, nf, outs);
+  for (const char* name : {"s11", "s12", "s21", "s22"}) {
+    outs.push_back(c.add(name, Elem::C128, nf, kOut));
+  }
   planOverlaps(rng, c, outs, {bf, bc});
   c.layout(rng);
   c.fill(bf, drawFrequencies(rng, nf, edge * 0.15));
   c.fill(bc, lossCoefficients(rng, m));
+  return {edge, nf, m};
+}
+
+void generateTline(Rng& rng, Case& c) {
+  const auto [edge, nf, m] = generateLineInputs(rng, c, "coeffs");
   const double zB = rng.chance(0.5) ? 50.0 : param(rng, 25, 60, edge * 0.1, {0.0, -50.0, 1e-300});
   const double zA = param(rng, 25, 100, edge * 0.15, {-2 * zB, 0.0, -zB, 2 * zB, 1e300});
   c.integer("nf", nf);
@@ -131,30 +129,14 @@ void generateTline(Rng& rng, Case& c) {
 }
 
 void callTline(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t nf = p.i32();
-  const double zA = p.real();
-  const double zB = p.real();
-  const int32_t m = p.i32();
-  const double tau = p.real();
-  const double len = p.real();
-  lib.synth_tline(c.ptr<const double>(a, 0), nf, zA, zB, c.ptr<const double>(a, 1), m, tau, len,
-                  c.ptr<double>(a, 2), c.ptr<double>(a, 3), c.ptr<double>(a, 4),
-                  c.ptr<double>(a, 5));
+  lib.synth_tline(c.ptr<const double>(a, 0), c.i32Param("nf"), c.realParam("zA"),
+                  c.realParam("zB"), c.ptr<const double>(a, 1), c.i32Param("m"),
+                  c.realParam("tau"), c.realParam("len"), c.ptr<double>(a, 2),
+                  c.ptr<double>(a, 3), c.ptr<double>(a, 4), c.ptr<double>(a, 5));
 }
 
 void generatePackage(Rng& rng, Case& c) {
-  const double edge = rng.chance(0.4) ? 2.0 : 0.0;  // edge values in 40 % of the cases
-  const int32_t nf = drawCount(rng, 48, 300, 0.04);
-  const int32_t m = coefficientCount(rng);
-  const int bf = c.add("freq", Elem::F64, nf, kIn);
-  const int bc = c.add("lossCoeffs", Elem::F64, m, kIn);
-  std::vector<int> outs;
-  fourOutputs(c, nf, outs);
-  planOverlaps(rng, c, outs, {bf, bc});
-  c.layout(rng);
-  c.fill(bf, drawFrequencies(rng, nf, edge * 0.15));
-  c.fill(bc, lossCoefficients(rng, m));
+  const auto [edge, nf, m] = generateLineInputs(rng, c, "lossCoeffs");
   const double z0 = rng.chance(0.5) ? 50.0 : param(rng, 25, 100, edge * 0.1, {0.0, -50.0});
   c.integer("nFreq", nf);
   c.real("lineLength", param(rng, 0, 20, edge * 0.1, {0.0, -1.0, 1e6}));
@@ -169,20 +151,13 @@ void generatePackage(Rng& rng, Case& c) {
 }
 
 void callPackage(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t nf = p.i32();
-  const double lineLength = p.real();
-  const double capIn = p.real();
-  const double capOut = p.real();
-  const double zc = p.real();
-  const double delay = p.real();
-  const int32_t m = p.i32();
-  const double z0 = p.real();
-  const double ls = p.real();
-  const double cmid = p.real();
-  lib.makePackage(c.ptr<const double>(a, 0), nf, lineLength, capIn, capOut, zc, delay,
-                  c.ptr<const double>(a, 1), m, z0, ls, cmid, c.ptr<double>(a, 2),
-                  c.ptr<double>(a, 3), c.ptr<double>(a, 4), c.ptr<double>(a, 5));
+  lib.makePackage(c.ptr<const double>(a, 0), c.i32Param("nFreq"), c.realParam("lineLength"),
+                  c.realParam("shuntCapIn"), c.realParam("shuntCapOut"),
+                  c.realParam("lineImpedance"), c.realParam("phaseDelay"),
+                  c.ptr<const double>(a, 1), c.i32Param("nLossCoeffs"),
+                  c.realParam("refImpedance"), c.realParam("seriesInd"),
+                  c.realParam("shuntCapMid"), c.ptr<double>(a, 2), c.ptr<double>(a, 3),
+                  c.ptr<double>(a, 4), c.ptr<double>(a, 5));
 }
 
 }  // namespace

@@ -31,8 +31,6 @@ namespace eq {
 
 namespace {
 
-const double kInf = std::numeric_limits<double>::infinity();
-
 double drawBinWidth(Rng& rng) {
   if (rng.chance(0.86)) {
     return std::pow(10.0, rng.uniform(-2.3, -1.0));
@@ -114,31 +112,39 @@ void generateCursorDensity(Rng& rng, Case& c) {
   c.integer("sampleCount", n);
 }
 
+// Runs a cursor-density export on the buffers above and reports its return
+// value (with `arrayFlags` also whether each returned array is non-null)
+// and both arrays, which it then releases: the probabilities first when
+// `probabilitiesFirst` is set.
 void runCursorDensity(CursorPdf fn, const Library& lib, const Case& c, unsigned char* a,
-                      Outcome& out, int32_t levels, int32_t n) {
+                      Outcome& out, bool arrayFlags, bool probabilitiesFirst) {
   double* amplitudes = nullptr;
   double* probabilities = nullptr;
-  const bool ok = fn(c.ptr<const double>(a, 0), levels, c.ptr<const void>(a, 4), &amplitudes,
-                     &probabilities, c.ptr<double>(a, 1), c.ptr<double>(a, 2), n,
-                     c.ptr<int32_t>(a, 3));
+  const bool ok = fn(c.ptr<const double>(a, 0), c.i32Param("levelCount"), c.ptr<const void>(a, 4),
+                     &amplitudes, &probabilities, c.ptr<double>(a, 1), c.ptr<double>(a, 2),
+                     c.i32Param("sampleCount"), c.ptr<int32_t>(a, 3));
   int32_t count = 0;
   std::memcpy(&count, c.ptr<unsigned char>(a, 3), sizeof count);
   out.flag("return", ok);
-  out.flag("amplitudes non-null", amplitudes != nullptr);
-  out.flag("probabilities non-null", probabilities != nullptr);
+  if (arrayFlags) {
+    out.flag("amplitudes non-null", amplitudes != nullptr);
+    out.flag("probabilities non-null", probabilities != nullptr);
+  }
   const bool sane = count >= 0 && count <= (1 << 22);
   out.array("amplitudes", amplitudes, sane ? count : -1);
   out.array("probabilities", probabilities, sane ? count : -1);
-  lib.zefra_release_array(amplitudes);
-  lib.zefra_release_array(probabilities);
+  if (probabilitiesFirst) {
+    lib.zefra_release_array(probabilities);
+    lib.zefra_release_array(amplitudes);
+  } else {
+    lib.zefra_release_array(amplitudes);
+    lib.zefra_release_array(probabilities);
+  }
 }
 
 template <CursorPdf Library::*Fn>
 void callCursorDensity(const Library& lib, const Case& c, unsigned char* a, Outcome& out) {
-  Params p(c);
-  const int32_t levels = p.i32();
-  const int32_t n = p.i32();
-  runCursorDensity(lib.*Fn, lib, c, a, out, levels, n);
+  runCursorDensity(lib.*Fn, lib, c, a, out, true, false);
 }
 
 // ---- d_cpdf -------------------------------------------------------------------------
@@ -230,14 +236,10 @@ void generateDcpdf(Rng& rng, Case& c) {
 }
 
 void callDcpdf(const Library& lib, const Case& c, unsigned char* a, Outcome& out) {
-  Params p(c);
-  const int32_t n = p.i32();
-  const int32_t nw = p.i32();
-  const int32_t outCount = p.i32();
-  const double w = p.real();
   out.flag("return", lib.d_cpdf(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1),
-                                c.ptr<double>(a, 2), c.ptr<double>(a, 3), n, nw, outCount, w,
-                                c.ptr<double>(a, 4), c.ptr<double>(a, 5)));
+                                c.ptr<double>(a, 2), c.ptr<double>(a, 3), c.i32Param("pointCount"),
+                                c.i32Param("weightCount"), c.i32Param("outCount"),
+                                c.realParam("binWidth"), c.ptr<double>(a, 4), c.ptr<double>(a, 5)));
 }
 
 // ---- zefra_release_array ---------------------------------------------------------
@@ -264,33 +266,16 @@ void generateRelease(Rng& rng, Case& c) {
 }
 
 void callRelease(const Library& lib, const Case& c, unsigned char* a, Outcome& out) {
-  Params p(c);
-  const int32_t mode = p.i32();
-  const int32_t levels = p.i32();
-  const int32_t n = p.i32();
-  const int32_t probabilitiesFirst = p.i32();
+  const int32_t mode = c.i32Param("mode");
   if (mode == 0) {
     lib.zefra_release_array(nullptr);
     out.flag("released null", true);
     return;
   }
-  CursorPdf fn = mode == 1 ? lib.get_pdf_from_sampled_signal : lib.get_pdf_from_sampled_signal_800G;
-  double* amplitudes = nullptr;
-  double* probabilities = nullptr;
-  out.flag("return", fn(c.ptr<const double>(a, 0), levels, nullptr, &amplitudes, &probabilities,
-                        c.ptr<double>(a, 1), c.ptr<double>(a, 2), n, c.ptr<int32_t>(a, 3)));
-  int32_t count = 0;
-  std::memcpy(&count, c.ptr<unsigned char>(a, 3), sizeof count);
-  const bool sane = count >= 0 && count <= (1 << 22);
-  out.array("amplitudes", amplitudes, sane ? count : -1);
-  out.array("probabilities", probabilities, sane ? count : -1);
-  if (probabilitiesFirst != 0) {
-    lib.zefra_release_array(probabilities);
-    lib.zefra_release_array(amplitudes);
-  } else {
-    lib.zefra_release_array(amplitudes);
-    lib.zefra_release_array(probabilities);
-  }
+  // The reserved buffer is null in these cases, as the density exports allow.
+  runCursorDensity(mode == 1 ? lib.get_pdf_from_sampled_signal
+                             : lib.get_pdf_from_sampled_signal_800G,
+                   lib, c, a, out, false, c.i32Param("probabilitiesFirst") != 0);
 }
 
 }  // namespace

@@ -18,9 +18,6 @@ namespace eq {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-const double kInf = std::numeric_limits<double>::infinity();
-
 // ---- mod --------------------------------------------------------------------
 
 double drawDivisor(Rng& rng) {
@@ -50,10 +47,7 @@ double drawDivisor(Rng& rng) {
 
 void generateMod(Rng& rng, Case& c) {
   const int32_t n = drawCount(rng, 64, 400, 0.04);
-  const int bx = c.add("x", Elem::F64, n, kIn);
-  const int by = c.add("y", Elem::F64, n, kOut);
-  planOverlaps(rng, c, {by}, {bx});
-  c.layout(rng);
+  const int bx = layoutInputOutput(rng, c, "x", n, "y", n);
   const double m = drawDivisor(rng);
   const double base = std::isfinite(m) && m != 0.0 ? std::fabs(m) : 1.0;
   Profile profile = pickProfile(rng, base * (rng.chance(0.5) ? 10.0 : 1e6));
@@ -71,13 +65,24 @@ void generateMod(Rng& rng, Case& c) {
 }
 
 void callMod(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const double m = p.real();
-  const int32_t n = p.i32();
-  lib.mod(c.ptr<const double>(a, 0), m, c.ptr<double>(a, 1), n);
+  lib.mod(c.ptr<const double>(a, 0), c.realParam("m"), c.ptr<double>(a, 1), c.i32Param("n"));
 }
 
 // ---- Kron, conv ---------------------------------------------------------------
+
+// Inputs a (na values) and b (nb values) from one profile, output y of ny.
+void generateTwoInOne(Rng& rng, Case& c, int32_t na, int32_t nb, int64_t ny) {
+  const int ba = c.add("a", Elem::F64, na, kIn);
+  const int bb = c.add("b", Elem::F64, nb, kIn);
+  const int by = c.add("y", Elem::F64, ny, kOut);
+  planOverlaps(rng, c, {by}, {ba, bb});
+  c.layout(rng);
+  const Profile profile = pickProfile(rng, pickScale(rng));
+  c.fill(ba, drawVector(rng, na, profile));
+  c.fill(bb, drawVector(rng, nb, profile));
+  c.integer("na", na);
+  c.integer("nb", nb);
+}
 
 void generateKron(Rng& rng, Case& c) {
   int32_t na = drawCount(rng, 16, 40, 0.04);
@@ -87,25 +92,13 @@ void generateKron(Rng& rng, Case& c) {
     nb = 46341;
   }
   const int64_t product = na > 0 && nb > 0 ? int64_t{na} * nb : 0;
-  const int64_t ny = product <= std::numeric_limits<int32_t>::max() ? product : 0;
-  const int ba = c.add("a", Elem::F64, na, kIn);
-  const int bb = c.add("b", Elem::F64, nb, kIn);
-  const int by = c.add("y", Elem::F64, ny, kOut);
-  planOverlaps(rng, c, {by}, {ba, bb});
-  c.layout(rng);
-  const Profile profile = pickProfile(rng, pickScale(rng));
-  c.fill(ba, drawVector(rng, na, profile));
-  c.fill(bb, drawVector(rng, nb, profile));
-  c.integer("na", na);
-  c.integer("nb", nb);
+  generateTwoInOne(rng, c, na, nb, product <= std::numeric_limits<int32_t>::max() ? product : 0);
 }
 
 template <TwoInOne Library::*Fn>
 void callTwoInOne(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t na = p.i32();
-  const int32_t nb = p.i32();
-  (lib.*Fn)(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1), c.ptr<double>(a, 2), na, nb);
+  (lib.*Fn)(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1), c.ptr<double>(a, 2),
+            c.i32Param("na"), c.i32Param("nb"));
 }
 
 void generateConv(Rng& rng, Case& c) {
@@ -114,17 +107,8 @@ void generateConv(Rng& rng, Case& c) {
   const int64_t sum = int64_t{na} + nb;
   // Documented output length: na + nb zeros when one input is empty,
   // otherwise na + nb - 1 (zeros when a count is negative).
-  const int64_t ny = (na == 0 || nb == 0) ? (sum > 0 ? sum : 0) : (sum - 1 > 0 ? sum - 1 : 0);
-  const int ba = c.add("a", Elem::F64, na, kIn);
-  const int bb = c.add("b", Elem::F64, nb, kIn);
-  const int by = c.add("y", Elem::F64, ny, kOut);
-  planOverlaps(rng, c, {by}, {ba, bb});
-  c.layout(rng);
-  const Profile profile = pickProfile(rng, pickScale(rng));
-  c.fill(ba, drawVector(rng, na, profile));
-  c.fill(bb, drawVector(rng, nb, profile));
-  c.integer("na", na);
-  c.integer("nb", nb);
+  generateTwoInOne(rng, c, na, nb,
+                   (na == 0 || nb == 0) ? (sum > 0 ? sum : 0) : (sum - 1 > 0 ? sum - 1 : 0));
 }
 
 // ---- Filter -------------------------------------------------------------------
@@ -173,12 +157,8 @@ void generateFilter(Rng& rng, Case& c) {
 }
 
 void callFilter(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t nb = p.i32();
-  const int32_t na = p.i32();
-  const int32_t nx = p.i32();
   lib.Filter(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1), c.ptr<const double>(a, 2),
-             c.ptr<double>(a, 3), nb, na, nx);
+             c.ptr<double>(a, 3), c.i32Param("nb"), c.i32Param("na"), c.i32Param("nx"));
 }
 
 // ---- unwrap, erfcinv ------------------------------------------------------------
@@ -243,19 +223,14 @@ std::vector<double> drawErfcArguments(Rng& rng, int32_t n) {
 template <Unary Library::*Fn, std::vector<double> (*Draw)(Rng&, int32_t)>
 void generateUnary(Rng& rng, Case& c) {
   const int32_t n = drawCount(rng, 64, 400, 0.04);
-  const int bx = c.add("x", Elem::F64, n, kIn);
-  const int by = c.add("y", Elem::F64, n, kOut);
-  planOverlaps(rng, c, {by}, {bx});
-  c.layout(rng);
+  const int bx = layoutInputOutput(rng, c, "x", n, "y", n);
   c.fill(bx, Draw(rng, n));
   c.integer("n", n);
 }
 
 template <Unary Library::*Fn>
 void callUnary(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t n = p.i32();
-  (lib.*Fn)(c.ptr<const double>(a, 0), c.ptr<double>(a, 1), n);
+  (lib.*Fn)(c.ptr<const double>(a, 0), c.ptr<double>(a, 1), c.i32Param("n"));
 }
 
 }  // namespace

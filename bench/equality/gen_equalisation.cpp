@@ -22,9 +22,6 @@ namespace eq {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-const double kInf = std::numeric_limits<double>::infinity();
-
 // ---- td_ctle --------------------------------------------------------------------
 
 std::vector<double> drawWaveform(Rng& rng, int32_t n) {
@@ -55,12 +52,9 @@ std::vector<double> drawWaveform(Rng& rng, int32_t n) {
 }
 
 void generateCtle(Rng& rng, Case& c) {
-  const double edge = rng.chance(0.4) ? 2.0 : 0.0;  // edge values in 40 % of the cases
+  const double edge = drawEdgeWeight(rng);
   const int32_t n = drawCount(rng, 64, 400, 0.04);
-  const int bi = c.add("input", Elem::F64, n, kIn);
-  const int bo = c.add("output", Elem::F64, n, kOut);
-  planOverlaps(rng, c, {bo}, {bi});
-  c.layout(rng);
+  const int bi = layoutInputOutput(rng, c, "input", n, "output", n);
   c.fill(bi, drawWaveform(rng, n));
   const double rate = rng.chance(0.35) ? param(rng, 1, 112, edge * 0.05, {0.0, -1.0})
                                        : param(rng, 1e9, 112e9, edge * 0.1, {0.0, -25e9, 1e300});
@@ -80,33 +74,16 @@ void generateCtle(Rng& rng, Case& c) {
 }
 
 void callCtle(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t n = p.i32();
-  const double rate = p.real();
-  const double fz = p.real();
-  const double fp1 = p.real();
-  const double fp2 = p.real();
-  const double gain = p.real();
-  const double mult = p.real();
-  lib.td_ctle(c.ptr<const double>(a, 0), c.ptr<double>(a, 1), n, rate, fz, fp1, fp2, gain, mult);
+  lib.td_ctle(c.ptr<const double>(a, 0), c.ptr<double>(a, 1), c.i32Param("sampleCount"),
+              c.realParam("baseRate"), c.realParam("zeroFreq"), c.realParam("pole1Freq"),
+              c.realParam("pole2Freq"), c.realParam("gainDb"), c.realParam("rateMultiplier"));
 }
 
 // ---- Get_xtlk_noise_step -----------------------------------------------------------
 
 void generateXtlk(Rng& rng, Case& c) {
-  const double edge = rng.chance(0.4) ? 2.0 : 0.0;  // edge values in 40 % of the cases
-  const double v = rng.uniform();
-  int32_t spu = 0;
-  if (v < 0.6) {
-    spu = static_cast<int32_t>(rng.between(1, 8));
-  } else if (v < 0.85) {
-    spu = static_cast<int32_t>(rng.between(9, 16));
-  } else if (v < 0.9) {
-    spu = 32;
-  } else {
-    static const int32_t kLow[] = {0, -1, -7, INT32_MIN};
-    spu = kLow[rng.next() % 4];
-  }
+  const double edge = drawEdgeWeight(rng);
+  const int32_t spu = drawOrder(rng, {0.6, 8, 0.85, 16, 0.9, 32, 7});
   const int32_t p = spu > 0 ? spu : static_cast<int32_t>(rng.between(1, 8));
   const int32_t uis = static_cast<int32_t>(rng.between(0, 24));
   int32_t patternLength = uis * p + (rng.chance(0.3) ? static_cast<int32_t>(rng.between(0, p - 1)) : 0);
@@ -157,13 +134,10 @@ void generateXtlk(Rng& rng, Case& c) {
 }
 
 void callXtlk(const Library& lib, const Case& c, unsigned char* a, Outcome& out) {
-  Params p(c);
-  const int32_t r = p.i32();
-  const int32_t m = p.i32();
-  const int32_t spu = p.i32();
-  const double amplitude = p.real();
-  out.real("return", lib.Get_xtlk_noise_step(c.ptr<const double>(a, 0),
-                                             c.ptr<const double>(a, 1), r, m, spu, amplitude));
+  out.real("return", lib.Get_xtlk_noise_step(
+                         c.ptr<const double>(a, 0), c.ptr<const double>(a, 1),
+                         c.i32Param("responseLength"), c.i32Param("patternLength"),
+                         c.i32Param("samplesPerUi"), c.realParam("amplitude")));
 }
 
 // ---- floatingDFE ------------------------------------------------------------------
@@ -181,7 +155,7 @@ int64_t positionCount(double taps, double groups) {
 }
 
 void generateDfe(Rng& rng, Case& c) {
-  const double edge = rng.chance(0.4) ? 2.0 : 0.0;  // edge values in 40 % of the cases
+  const double edge = drawEdgeWeight(rng);
   const int32_t n = drawCount(rng, 48, 96, 0.04);
   const int32_t len = n > 0 ? n : 0;
   std::vector<double> pulse;
@@ -291,17 +265,12 @@ void generateDfe(Rng& rng, Case& c) {
 }
 
 void callDfe(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t n = p.i32();
-  const double start = p.real();
-  const double taps = p.real();
-  const double groups = p.real();
-  const double end = p.real();
-  const double maxTap = p.real();
-  const double main = p.real();
-  const int32_t reserved = p.i32();
-  lib.floatingDFE(c.ptr<const double>(a, 0), n, start, taps, groups, end, maxTap, main, reserved,
-                  c.ptr<double>(a, 1), c.ptr<double>(a, 2), c.ptr<double>(a, 3));
+  lib.floatingDFE(c.ptr<const double>(a, 0), c.i32Param("pulseLength"),
+                  c.realParam("searchStart"), c.realParam("tapsPerGroup"),
+                  c.realParam("groupCount"), c.realParam("searchEnd"),
+                  c.realParam("maxTapWeight"), c.realParam("mainCursor"),
+                  c.i32Param("reservedInt"), c.ptr<double>(a, 1), c.ptr<double>(a, 2),
+                  c.ptr<double>(a, 3));
 }
 
 }  // namespace

@@ -27,9 +27,6 @@ namespace eq {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-const double kInf = std::numeric_limits<double>::infinity();
-
 std::vector<double> drawTable(Rng& rng, int32_t n, bool* unsorted) {
   const double scale = pickScale(rng);
   const double start = rng.sign() * rng.uniform() * scale;
@@ -180,11 +177,9 @@ void generateInterp(Rng& rng, Case& c) {
 
 template <Interp Library::*Fn>
 void callInterp(const Library& lib, const Case& c, unsigned char* arena, Outcome&) {
-  Params p(c);
-  const int32_t n = p.i32();
-  const int32_t ni = p.i32();
   (lib.*Fn)(c.ptr<const double>(arena, 0), c.ptr<const double>(arena, 1),
-            c.ptr<const double>(arena, 2), c.ptr<double>(arena, 3), n, ni);
+            c.ptr<const double>(arena, 2), c.ptr<double>(arena, 3), c.i32Param("n"),
+            c.i32Param("ni"));
 }
 
 // ---- S-parameter resampling -------------------------------------------------
@@ -234,12 +229,7 @@ std::vector<double> drawTrace(Rng& rng, const std::vector<double>& f) {
       s.push_back(mag * std::sin(ph));
     }
   } else if (u < 0.85) {
-    for (size_t k = 0; k < f.size(); ++k) {
-      const double mag = rng.uniform();
-      const double ph = rng.uniform(-kPi, kPi);
-      s.push_back(mag * std::cos(ph));
-      s.push_back(mag * std::sin(ph));
-    }
+    s = drawPassive(rng, static_cast<int64_t>(f.size()));
   } else {
     s = drawComplex(rng, static_cast<int64_t>(f.size()), pickProfile(rng, pickScale(rng)));
   }
@@ -315,11 +305,8 @@ void generateSparam(Rng& rng, Case& c) {
 
 template <SparamInterp Library::*Fn>
 void callSparam(const Library& lib, const Case& c, unsigned char* arena, Outcome&) {
-  Params p(c);
-  const int32_t nIn = p.i32();
-  const int32_t nOut = p.i32();
-  (lib.*Fn)(c.ptr<const double>(arena, 0), c.ptr<const double>(arena, 1), nIn,
-            c.ptr<const double>(arena, 2), nOut, c.ptr<double>(arena, 3));
+  (lib.*Fn)(c.ptr<const double>(arena, 0), c.ptr<const double>(arena, 1), c.i32Param("nIn"),
+            c.ptr<const double>(arena, 2), c.i32Param("nOut"), c.ptr<double>(arena, 3));
 }
 
 }  // namespace

@@ -18,22 +18,15 @@ namespace eq {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-
 void generatePoly(Rng& rng, Case& c) {
   const int32_t n = drawCount(rng, 16, 64, 0.06);
-  const int br = c.add("r", Elem::F64, n, kIn);
-  const int bc = c.add("c", Elem::F64, n >= 0 ? int64_t{n} + 1 : 0, kOut);
-  planOverlaps(rng, c, {bc}, {br});
-  c.layout(rng);
+  const int br = layoutInputOutput(rng, c, "r", n, "c", n >= 0 ? int64_t{n} + 1 : 0);
   c.fill(br, drawVector(rng, n, pickProfile(rng, pickScale(rng))));
   c.integer("n", n);
 }
 
 void callPoly(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t n = p.i32();
-  lib.poly(c.ptr<const double>(a, 0), c.ptr<double>(a, 1), n);
+  lib.poly(c.ptr<const double>(a, 0), c.ptr<double>(a, 1), c.i32Param("n"));
 }
 
 void generatePolyval(Rng& rng, Case& c) {
@@ -62,10 +55,8 @@ void generatePolyval(Rng& rng, Case& c) {
 }
 
 void callPolyval(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t np = p.i32();
-  const int32_t nz = p.i32();
-  lib.Polyval(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1), c.ptr<double>(a, 2), np, nz);
+  lib.Polyval(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1), c.ptr<double>(a, 2),
+              c.i32Param("np"), c.i32Param("nz"));
 }
 
 void generatePolyfit(Rng& rng, Case& c) {
@@ -119,20 +110,14 @@ void generatePolyfit(Rng& rng, Case& c) {
 }
 
 void callPolyfit(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t nx = p.i32();
-  const int32_t ny = p.i32();
-  lib.Polyfit(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1),
-              c.ptr<const void>(a, 2), c.ptr<double>(a, 3), nx, ny);
+  lib.Polyfit(c.ptr<const double>(a, 0), c.ptr<const double>(a, 1), c.ptr<const void>(a, 2),
+              c.ptr<double>(a, 3), c.i32Param("nx"), c.i32Param("ny"));
 }
 
 void generateButterworth(Rng& rng, Case& c) {
-  const double edge = rng.chance(0.4) ? 2.0 : 0.0;  // edge values in 40 % of the cases
+  const double edge = drawEdgeWeight(rng);
   const int32_t nf = drawCount(rng, 48, 300, 0.04);
-  const int bw = c.add("w", Elem::F64, nf, kIn);
-  const int bh = c.add("H", Elem::C128, nf, kOut);
-  planOverlaps(rng, c, {bh}, {bw});
-  c.layout(rng);
+  const int bw = layoutInputOutput(rng, c, "w", nf, "H", nf, Elem::C128);
   const double u = rng.uniform();
   std::vector<double> w;
   if (u < 0.6) {
@@ -144,37 +129,19 @@ void generateButterworth(Rng& rng, Case& c) {
     w = drawVector(rng, nf, pickProfile(rng, 2 * kPi * 100e9));
   }
   c.fill(bw, w);
-  const double v = rng.uniform();
-  int32_t order = 0;
-  if (v < 0.75) {
-    order = static_cast<int32_t>(rng.between(1, 8));
-  } else if (v < 0.87) {
-    order = static_cast<int32_t>(rng.between(9, 20));
-  } else if (v < 0.88) {
-    order = 64;
-  } else {
-    static const int32_t kLow[] = {0, -1, -5, INT32_MIN};
-    order = kLow[rng.next() % 4];
-  }
-  c.integer("N", order);
+  c.integer("N", drawOrder(rng, {0.75, 8, 0.87, 20, 0.88, 64, 5}));
   c.integer("nf", nf);
   c.real("wc", param(rng, 2 * kPi * 1e9, 2 * kPi * 50e9, edge * 0.12, {0.0, -2 * kPi * 10e9, 1.0}));
 }
 
 void callButterworthTF(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t order = p.i32();
-  const int32_t nf = p.i32();
-  const double wc = p.real();
-  lib.Butterworth_TF(order, c.ptr<const double>(a, 0), wc, nf, c.ptr<double>(a, 1));
+  lib.Butterworth_TF(c.i32Param("N"), c.ptr<const double>(a, 0), c.realParam("wc"),
+                     c.i32Param("nf"), c.ptr<double>(a, 1));
 }
 
 void callGetButterworthTF(const Library& lib, const Case& c, unsigned char* a, Outcome&) {
-  Params p(c);
-  const int32_t order = p.i32();
-  const int32_t nf = p.i32();
-  const double wc = p.real();
-  lib.GetButterworthTF(order, c.ptr<const double>(a, 0), nf, wc, c.ptr<double>(a, 1));
+  lib.GetButterworthTF(c.i32Param("N"), c.ptr<const double>(a, 0), c.i32Param("nf"),
+                       c.realParam("wc"), c.ptr<double>(a, 1));
 }
 
 }  // namespace

@@ -41,9 +41,7 @@ void generateReduction(Rng& rng, Case& c) {
 
 template <Reduction Library::*Fn>
 void callReduction(const Library& lib, const Case& c, unsigned char* arena, Outcome& out) {
-  Params p(c);
-  const int32_t n = p.i32();
-  out.real("return", (lib.*Fn)(c.ptr<const double>(arena, 0), n));
+  out.real("return", (lib.*Fn)(c.ptr<const double>(arena, 0), c.i32Param("n")));
 }
 
 }  // namespace

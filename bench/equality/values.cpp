@@ -179,6 +179,34 @@ double param(Rng& rng, double lo, double hi, double pEdge, std::initializer_list
   return edges.begin()[rng.next() % edges.size()];
 }
 
+double drawEdgeWeight(Rng& rng) { return rng.chance(0.4) ? 2.0 : 0.0; }
+
+int32_t drawOrder(Rng& rng, const OrderDraw& d) {
+  const double u = rng.uniform();
+  if (u < d.toSmall) {
+    return static_cast<int32_t>(rng.between(1, d.smallMax));
+  }
+  if (u < d.toMedium) {
+    return static_cast<int32_t>(rng.between(d.smallMax + 1, d.mediumMax));
+  }
+  if (u < d.toLarge) {
+    return d.large;
+  }
+  const int32_t low[] = {0, -1, -d.negative, std::numeric_limits<int32_t>::min()};
+  return low[rng.next() % 4];
+}
+
+std::vector<double> drawPassive(Rng& rng, int64_t n) {
+  std::vector<double> s;
+  for (int64_t i = 0; i < n; ++i) {
+    const double mag = rng.uniform();
+    const double ph = rng.uniform(-kPi, kPi);
+    s.push_back(mag * std::cos(ph));
+    s.push_back(mag * std::sin(ph));
+  }
+  return s;
+}
+
 std::vector<double> drawFrequencies(Rng& rng, int64_t n, double odd) {
   const double w = rng.uniform();
   const double start = w < 0.4 ? 0.0 : w < 0.7 ? rng.uniform(0, 1e9) : 10e6;

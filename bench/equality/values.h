@@ -6,11 +6,15 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <vector>
 
 #include "rng.h"
 
 namespace eq {
+
+constexpr double kPi = 3.141592653589793;
+constexpr double kInf = std::numeric_limits<double>::infinity();
 
 struct Profile {
   double scale = 1.0;     // ordinary values are uniform in (-scale, scale)
@@ -46,6 +50,30 @@ std::vector<double> ascending(Rng& rng, int64_t n, double start, double span, bo
 // A scalar argument: uniform in [lo, hi], or with probability pEdge one of
 // `edges` (or, for a quarter of the edge draws, any special value).
 double param(Rng& rng, double lo, double hi, double pEdge, std::initializer_list<double> edges);
+
+// The factor a case puts on the pEdge of all its scalar arguments: 2 in 40 %
+// of the cases, 0 in the others, so that edge values come together in a
+// minority of cases and the rest stay in range.
+double drawEdgeWeight(Rng& rng);
+
+// An order (or samples per unit): uniform in [1, smallMax] below toSmall,
+// in [smallMax + 1, mediumMax] below toMedium, `large` below toLarge, and
+// otherwise one of 0, -1, -negative and INT32_MIN (thresholds on one
+// uniform draw).
+struct OrderDraw {
+  double toSmall;
+  int32_t smallMax;
+  double toMedium;
+  int32_t mediumMax;
+  double toLarge;
+  int32_t large;
+  int32_t negative;
+};
+int32_t drawOrder(Rng& rng, const OrderDraw& d);
+
+// n complex values (2n interleaved doubles) of magnitude uniform in [0, 1)
+// and phase uniform in [-pi, pi): a passive trace.
+std::vector<double> drawPassive(Rng& rng, int64_t n);
 
 // Frequencies in Hz: an ascending 0..100 GHz grid (from 0 or above),
 // with probability `odd` with -0.0, tiny negative, negative, NaN, Inf or huge
