@@ -32,41 +32,22 @@ std::size_t findBracket(const double* x, std::size_t n, double q, std::size_t hi
   if (hint > top - 1) {
     hint = top - 1;
   }
-  std::size_t lo = 0;
+  // Gallop from `from`, the last point known on the hint's side of q, until
+  // a probe lands across q (the grid's ends are across by the preconditions).
+  const bool forward = x[hint] <= q;
+  std::size_t from = hint;
+  std::size_t lo = 0;  // far from the hint: bisect the whole grid (see above)
   std::size_t hi = top;
-  bool bracketed = false;
-  if (x[hint] <= q) {
-    lo = hint;
-    std::size_t step = 1;
-    for (int p = 0; p < kGallopProbes && !bracketed; ++p) {
-      const std::size_t probe = (top - lo > step) ? lo + step : top;
-      if (probe == top || x[probe] > q) {
-        hi = probe;
-        bracketed = true;
-      } else {
-        lo = probe;
-        step *= 2;
-      }
+  for (int p = 0; p < kGallopProbes; ++p) {
+    const std::size_t step = std::size_t{1} << p;
+    const std::size_t probe = forward ? (top - from > step ? from + step : top)
+                                      : (from > step ? from - step : 0);
+    if (forward ? (probe == top || x[probe] > q) : (probe == 0 || x[probe] <= q)) {
+      lo = forward ? from : probe;
+      hi = forward ? probe : from;
+      break;
     }
-    if (!bracketed) {
-      lo = 0;  // far from the hint: bisect the whole grid (see above)
-    }
-  } else {
-    hi = hint;
-    std::size_t step = 1;
-    for (int p = 0; p < kGallopProbes && !bracketed; ++p) {
-      const std::size_t probe = (hi > step) ? hi - step : 0;
-      if (probe == 0 || x[probe] <= q) {
-        lo = probe;
-        bracketed = true;
-      } else {
-        hi = probe;
-        step *= 2;
-      }
-    }
-    if (!bracketed) {
-      hi = top;
-    }
+    from = probe;
   }
   while (hi - lo > 1) {
     const std::size_t mid = lo + (hi - lo) / 2;

@@ -31,7 +31,9 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 
-bool carriesPhase(Complex s) { return isFinite(s) && !(s.re == 0.0 && s.im == 0.0); }
+bool carriesPhase(Complex s) {
+  return std::isfinite(s.re) && std::isfinite(s.im) && !(s.re == 0.0 && s.im == 0.0);
+}
 
 }  // namespace
 

@@ -28,8 +28,6 @@ inline Complex lerp(Complex a, Complex b, double r) {
   return {w * a.re + r * b.re, w * a.im + r * b.im};
 }
 
-inline bool isFinite(Complex a) { return std::isfinite(a.re) && std::isfinite(a.im); }
-
 inline Complex complexNaN() {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   return {nan, nan};

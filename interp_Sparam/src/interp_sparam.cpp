@@ -11,6 +11,7 @@
 //      policy (band_edges).
 // The bracket of the previous query is the starting point of the next
 // search, so ascending queries sweep the grid once.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -23,18 +24,8 @@
 #include "segment_interp.h"
 #include "zefra/interp_sparam.h"
 
-namespace {
-
 using zefra::interp_sparam::Complex;
 using zefra::interp_sparam::Segment;
-
-void fill(zefra_complex* out, std::size_t m, Complex value) {
-  for (std::size_t i = 0; i < m; ++i) {
-    out[i] = value;
-  }
-}
-
-}  // namespace
 
 void zefra_interp_Sparam_C(const zefra_complex* sIn, const double* fIn, int32_t nIn,
                            const double* fOut, int32_t nOut, zefra_complex* sOut) {
@@ -44,12 +35,12 @@ void zefra_interp_Sparam_C(const zefra_complex* sIn, const double* fIn, int32_t 
   }
   const auto m = static_cast<std::size_t>(nOut);
   if (nIn <= 0 || sIn == nullptr || fIn == nullptr) {
-    fill(sOut, m, {0.0, 0.0});
+    std::fill_n(sOut, m, Complex{0.0, 0.0});
     return;
   }
   const auto n = static_cast<std::size_t>(nIn);
   if (!ip::isUsableGrid(fIn, n)) {
-    fill(sOut, m, ip::complexNaN());
+    std::fill_n(sOut, m, ip::complexNaN());
     return;
   }
 

@@ -20,15 +20,26 @@ void mod(const double* x, double m, double* y, int32_t n) {
   zefra::deliver(out, y, out->size[0]);
 }
 
-void Kron(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
-  const int64_t product = na > 0 && nb > 0 ? int64_t{na} * nb : 0;
-  const int32_t count = product <= INT32_MAX ? static_cast<int32_t>(product) : 0;
+namespace {
+
+// An export of two inputs, a (na values) and b (nb values), whose kernel
+// writes at most `count` values to y.
+void productOfTwo(void (*kernel)(const DynArray*, const DynArray*, DynArray*), const double* a,
+                  const double* b, double* y, int32_t na, int32_t nb, int32_t count) {
   CallFrame frame({spanOf(y, count)});
   const DynArray* ra = frame.input(a, na);
   const DynArray* rb = frame.input(b, nb);
   DynArray* out = frame.output(y, count);
-  zefra::kronKernel(ra, rb, out);
+  kernel(ra, rb, out);
   zefra::deliver(out, y, out->size[0]);
+}
+
+}  // namespace
+
+void Kron(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
+  const int64_t product = na > 0 && nb > 0 ? int64_t{na} * nb : 0;
+  const int32_t count = product <= INT32_MAX ? static_cast<int32_t>(product) : 0;
+  productOfTwo(zefra::kronKernel, a, b, y, na, nb, count);
 }
 
 void conv(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
@@ -36,12 +47,7 @@ void conv(const double* a, const double* b, double* y, int32_t na, int32_t nb) {
   // 64 bits: a length that does not fit is none.
   const int64_t wide = na != 0 && nb != 0 ? int64_t{na} + nb - 1 : int64_t{na} + nb;
   const int32_t count = wide > 0 && wide <= INT32_MAX ? static_cast<int32_t>(wide) : 0;
-  CallFrame frame({spanOf(y, count)});
-  const DynArray* ra = frame.input(a, na);
-  const DynArray* rb = frame.input(b, nb);
-  DynArray* out = frame.output(y, count);
-  zefra::convKernel(ra, rb, out);
-  zefra::deliver(out, y, out->size[0]);
+  productOfTwo(zefra::convKernel, a, b, y, na, nb, count);
 }
 
 void Filter(const double* b, const double* a, const double* x, double* y, int32_t nb,

@@ -27,7 +27,7 @@ double* handOver(const DynArray* from, int32_t count) {
 }
 
 using DensityKernel = bool (*)(const DynArray*, int32_t, double, DynArray*, DynArray*, double*,
-                               double*, zefra::ConvolutionForm);
+                               double*);
 
 bool cursorDensity(DensityKernel kernel, const double* signal, int32_t levelCount,
                    double** amplitudesOut, double** probabilitiesOut, double* offsetOut,
@@ -36,8 +36,8 @@ bool cursorDensity(DensityKernel kernel, const double* signal, int32_t levelCoun
   const DynArray* samples = frame.inputRow(signal, sampleCount);
   DynArray* amplitudes = frame.doubleOutput(1, 0);
   DynArray* density = frame.doubleOutput(1, 0);
-  const bool ok = kernel(samples, levelCount, *binWidth, amplitudes, density, offsetOut,
-                         binWidth, zefra::ConvolutionForm::kSparse);
+  const bool ok =
+      kernel(samples, levelCount, *binWidth, amplitudes, density, offsetOut, binWidth);
   const int32_t count = std::max(amplitudes->size[1], 0);
   *countOut = count;
   *amplitudesOut = handOver(amplitudes, count);

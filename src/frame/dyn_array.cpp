@@ -150,13 +150,14 @@ void ensureCapacityDouble(DynArray* array, int32_t oldNumel) {
   ensureCapacityTyped(array, oldNumel, static_cast<int32_t>(sizeof(double)));
 }
 
-void ensureCapacityInt32(DynArray* array, int32_t oldNumel) {
-  ensureCapacityTyped(array, oldNumel, static_cast<int32_t>(sizeof(int32_t)));
+template <>
+void reshape<double>(DynArray* array, int32_t rows, int32_t columns) {
+  ensureCapacityDouble(array, setExtents(array, rows, columns));
 }
 
-template <typename T>
-void reshape(DynArray* array, int32_t rows, int32_t columns) {
-  ensureCapacityTyped(array, setExtents(array, rows, columns), static_cast<int32_t>(sizeof(T)));
+template <>
+void reshape<Complex>(DynArray* array, int32_t rows, int32_t columns) {
+  ensureCapacityComplex(array, setExtents(array, rows, columns));
 }
 
 template <typename T>
@@ -164,15 +165,7 @@ void reshapeGeneric(DynArray* array, int32_t rows, int32_t columns) {
   ensureCapacity(array, setExtents(array, rows, columns), static_cast<int32_t>(sizeof(T)));
 }
 
-template <typename T>
-void shapeRow(DynArray* array, int32_t columns) {
-  reshape<T>(array, 1, columns);
-}
-
-template void reshape<double>(DynArray*, int32_t, int32_t);
-template void reshape<Complex>(DynArray*, int32_t, int32_t);
 template void reshapeGeneric<double>(DynArray*, int32_t, int32_t);
 template void reshapeGeneric<Complex>(DynArray*, int32_t, int32_t);
-template void shapeRow<Complex>(DynArray*, int32_t);
 
 }  // namespace zefra

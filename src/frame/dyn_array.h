@@ -44,7 +44,6 @@ void ensureCapacity(DynArray* array, int32_t oldNumel, int32_t elementSize);
 // 2147483647 instead of overflowing, and the copy size is 64-bit.
 void ensureCapacityComplex(DynArray* array, int32_t oldNumel);
 void ensureCapacityDouble(DynArray* array, int32_t oldNumel);
-void ensureCapacityInt32(DynArray* array, int32_t oldNumel);
 
 // The capacity each form chooses when `capacity` must hold `newNumel`
 // elements (only meaningful when newNumel > capacity).
@@ -65,12 +64,12 @@ T* elementsOf(const DynArray* array) {
 // Defined for T = double and T = Complex.
 template <typename T>
 void reshape(DynArray* array, int32_t rows, int32_t columns);
+template <>
+void reshape<double>(DynArray* array, int32_t rows, int32_t columns);
+template <>
+void reshape<Complex>(DynArray* array, int32_t rows, int32_t columns);
 template <typename T>
 void reshapeGeneric(DynArray* array, int32_t rows, int32_t columns);
-
-// Row shaping: reshape to {1, columns} (defined for T = Complex).
-template <typename T>
-void shapeRow(DynArray* array, int32_t columns);
 
 // Element `index` of a double record's storage, which may lie past the
 // extents (storage is zero-filled, at least 16 elements once grown), or 0.0

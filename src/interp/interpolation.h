@@ -6,22 +6,18 @@
 
 namespace zefra {
 
-// Piecewise linear; queries outside [x(1), x(n)] keep 0.0.
-void interpLinearZeroOutside(const DynArray* x, const DynArray* y, const DynArray* xi,
-                             DynArray* yi);
+using InterpolationKernel = void (*)(const DynArray* x, const DynArray* y, const DynArray* xi,
+                                     DynArray* yi);
 
+// Piecewise linear; queries outside [x(1), x(n)] keep 0.0.
+extern const InterpolationKernel interpLinearZeroOutside;
 // Piecewise linear; queries outside the table are extrapolated from the
 // end segments.
-void interpLinearExtrapolate(const DynArray* x, const DynArray* y, const DynArray* xi,
-                             DynArray* yi);
-
+extern const InterpolationKernel interpLinearExtrapolate;
 // Complex values at real abscissas, extrapolated at both ends.
-void interpLinearExtrapolateComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
-                                    DynArray* yi);
-
+extern const InterpolationKernel interpLinearExtrapolateComplex;
 // Complex values, ascending x trusted as given; outside queries 0 + 0j.
-void interpLinearNanOutsideComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
-                                   DynArray* yi);
+extern const InterpolationKernel interpLinearNanOutsideComplex;
 
 // Shape-preserving piecewise cubic Hermite interpolation.
 void interpCubicHermite(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi);

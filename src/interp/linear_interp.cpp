@@ -61,26 +61,19 @@ void interpolateLinear(const DynArray* x, const DynArray* y, const DynArray* xi,
   }
 }
 
+// A kernel of the interpolation interface.  The flag stays a run-time
+// argument of the loop: compiled in as a constant, interp1q_Linear measured
+// 8% slower (bench/compare.py).
+template <typename Value, bool kChecked, bool kExtrapolate>
+void linearKernel(const DynArray* x, const DynArray* y, const DynArray* xi, DynArray* yi) {
+  interpolateLinear<Value, kChecked>(x, y, xi, yi, kExtrapolate);
+}
+
 }  // namespace
 
-void interpLinearZeroOutside(const DynArray* x, const DynArray* y, const DynArray* xi,
-                             DynArray* yi) {
-  interpolateLinear<double, true>(x, y, xi, yi, false);
-}
-
-void interpLinearExtrapolate(const DynArray* x, const DynArray* y, const DynArray* xi,
-                             DynArray* yi) {
-  interpolateLinear<double, true>(x, y, xi, yi, true);
-}
-
-void interpLinearExtrapolateComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
-                                    DynArray* yi) {
-  interpolateLinear<Complex, true>(x, y, xi, yi, true);
-}
-
-void interpLinearNanOutsideComplex(const DynArray* x, const DynArray* y, const DynArray* xi,
-                                   DynArray* yi) {
-  interpolateLinear<Complex, false>(x, y, xi, yi, false);
-}
+const InterpolationKernel interpLinearZeroOutside = linearKernel<double, true, false>;
+const InterpolationKernel interpLinearExtrapolate = linearKernel<double, true, true>;
+const InterpolationKernel interpLinearExtrapolateComplex = linearKernel<Complex, true, true>;
+const InterpolationKernel interpLinearNanOutsideComplex = linearKernel<Complex, false, false>;
 
 }  // namespace zefra

@@ -44,12 +44,7 @@ double erfcinvScalar(double x) {
   } else if (x < 0.3) {
     const double t = std::sqrt(kLn2 - std::log(x));
     y = tailNumerator(t) / tailDenominator(t);
-    if (x < 1.0947644252537633e-47) {
-      extraSteps = 2;
-    }
-    if (x < 7.753250807262575e-267) {
-      extraSteps = 3;
-    }
+    extraSteps = x < 7.753250807262575e-267 ? 3 : x < 1.0947644252537633e-47 ? 2 : 1;
   } else {
     const double u = 1.0 - x;
     const double w = u * u;

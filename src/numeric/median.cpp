@@ -16,6 +16,7 @@
 // when scanning the input.
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "frame/constants.h"
 #include "numeric/reductions.h"
@@ -72,11 +73,8 @@ double medianKernel(const DynArray* x) {
     }
   }
 
-  DynArrayPtr work(dynArrayInit(1));
-  work->size[0] = n;
-  ensureCapacityDouble(work.get(), 0);
-  double* w = elementsOf<double>(work.get());
-  std::copy(values, values + n, w);
+  std::vector<double> work(values, values + n);
+  double* w = work.data();
 
   const int32_t m = n / 2;
   std::nth_element(w, w + m, w + n);

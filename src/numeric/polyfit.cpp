@@ -7,15 +7,16 @@
 // same, bit for bit, on every build (the kernels are compiled without FMA
 // contraction and without value-changing algebra).
 //
-// Memory: the two columns of A and the right-hand side are three records of
-// m doubles, each allocated once; the small per-column work arrays (pivot
-// order, tau, partial norms) are records of n entries.  Every pass over the
-// data is linear in m and allocates nothing, so the whole fit is O(m).
+// Memory: the two columns of A and the right-hand side share one allocation
+// of 3m doubles; the per-column work (pivot order, tau, partial norms) lives
+// on the stack.  Every pass over the data is linear in
+// m and allocates nothing, so the whole fit is O(m).
 #include "numeric/polyfit.h"
 
 #include <algorithm>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 #include "numeric/reductions.h"
 
@@ -42,14 +43,6 @@ void applyReflection(int32_t m, int32_t i, const double* column, double tau, dou
     target[l] = target[l] - column[l] * w;
   }
 }
-
-DynArrayPtr doubleVector(int32_t n) {
-  DynArrayPtr vector(dynArrayInit(1));
-  vector->size[0] = n;
-  ensureCapacityDouble(vector.get(), 0);
-  return vector;
-}
-
 
 // v[start ... start + n - 1] *= factor.
 void scaleVector(int32_t n, double factor, double* v, int32_t start) {
@@ -138,29 +131,24 @@ double householderVector(int32_t n, double* alpha, double* x, int32_t start) {
   return tau;
 }
 
-// Solves min ||A c - b|| for an m x n matrix A given as n column pointers of
-// m entries each.  A is overwritten by its pivoted QR factorisation (R on and
-// above the diagonal, the reflection vectors below it) and b by Q^T b; c
-// receives n coefficients in the column order A had on entry.
+// Solves min ||A c - b|| for an m x 2 matrix A given as two column pointers
+// of m entries each.  A is overwritten by its pivoted QR factorisation (R on
+// and above the diagonal, the reflection vectors below it) and b by Q^T b;
+// c receives two coefficients in the column order A had on entry.
 //
 // Householder QR with column pivoting (largest column norm first, ties
 // keeping the lower index), then Q^T b and back substitution over all
-// min(m, n) columns.  For n <= 2 only the first pivot is a choice (the
-// second is the one column left), so the partial norms are not downdated
+// min(m, 2) columns.  Only the first pivot is a choice (the second is the
+// one column left), so the partial norms are not downdated
 // after a step.  There is no rank test: a rank-deficient problem is
 // solved in full, and a zero or rounding-sized diagonal entry then yields
 // non-finite or meaningless coefficients, without any error.
-void pivotedQrSolve(int32_t m, int32_t n, double** columns, double* b, double* c) {
+void pivotedQrSolve(int32_t m, double** columns, double* b, double* c) {
+  constexpr int32_t n = 2;
   const int32_t k = std::min(m, n);
-
-  DynArrayPtr pivotRecord(dynArrayInit(1));
-  pivotRecord->size[0] = n;
-  ensureCapacityInt32(pivotRecord.get(), 0);
-  int32_t* jpvt = elementsOf<int32_t>(pivotRecord.get());
-  DynArrayPtr tauRecord = doubleVector(k);
-  double* tau = elementsOf<double>(tauRecord.get());
-  DynArrayPtr vn1Record = doubleVector(n);
-  double* vn1 = elementsOf<double>(vn1Record.get());
+  int32_t jpvt[n];
+  double tau[n];
+  double vn1[n];
 
   for (int32_t j = 0; j < n; ++j) {
     jpvt[j] = j;
@@ -220,28 +208,21 @@ void polyfitLinear(const DynArray* x, const DynArray* y, double* coeffs) {
   const int32_t m = std::max(x->size[0], 0);
   const int32_t ny = std::clamp(y->size[0], 0, m);
 
-  DynArrayPtr xColumn = doubleVector(m);
-  DynArrayPtr onesColumn = doubleVector(m);
-  DynArrayPtr rhs = doubleVector(m);
-  double* a1 = elementsOf<double>(xColumn.get());
-  double* a2 = elementsOf<double>(onesColumn.get());
-  double* b = elementsOf<double>(rhs.get());
-
   const double* xValues = elementsOf<double>(x);
   const double* yValues = elementsOf<double>(y);
+  std::vector<double> columnStorage(3 * static_cast<size_t>(m));
+  double* a1 = columnStorage.data();
+  double* a2 = a1 + m;
+  double* b = a2 + m;
   for (int32_t l = 0; l < m; ++l) {
     a1[l] = xValues[l];
     a2[l] = 1.0;
   }
   for (int32_t l = 0; l < ny; ++l) {
-    b[l] = yValues[l];
+    b[l] = yValues[l];  // the rest of b stays 0.0
   }
-  for (int32_t l = ny; l < m; ++l) {
-    b[l] = 0.0;
-  }
-
   double* columns[2] = {a1, a2};
-  pivotedQrSolve(m, 2, columns, b, coeffs);
+  pivotedQrSolve(m, columns, b, coeffs);
 }
 
 }  // namespace zefra

@@ -6,6 +6,7 @@
 // valid when it is neither NaN nor equal to the infinity markers, which
 // hold 0.0: exact zeros are skipped like NaN and passed through unchanged.
 // The last sample is never a starting point.
+#include <algorithm>
 #include <cmath>
 
 #include "frame/constants.h"
@@ -27,9 +28,7 @@ void unwrapKernel(const DynArray* x, DynArray* y) {
     return;
   }
   const double* in = elementsOf<double>(x);
-  for (int32_t i = 0; i < n; ++i) {
-    out[i] = in[i];
-  }
+  std::copy(in, in + n, out);
   int32_t first = -1;
   for (int32_t i = 0; i + 1 < n; ++i) {
     if (isValidPhase(in[i])) {

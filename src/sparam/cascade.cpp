@@ -5,7 +5,7 @@ namespace zefra {
 
 TwoPortRows::TwoPortRows(DynArray* s11, DynArray* s12, DynArray* s21, DynArray* s22, int32_t n) {
   for (DynArray* out : {s11, s12, s21, s22}) {
-    shapeRow<Complex>(out, n);
+    reshape<Complex>(out, 1, n);
   }
   s11_ = elementsOf<Complex>(s11);
   s12_ = elementsOf<Complex>(s12);

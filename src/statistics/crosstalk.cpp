@@ -29,6 +29,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace zefra {
 namespace {
@@ -109,13 +110,10 @@ double crosstalkNoisePower(const DynArray* response, const DynArray* pattern,
   const int64_t stepLength = std::max(p, responseLength);
   const int64_t builtStep = std::min(stepLength, patternLength);
 
-  // Fresh records: their storage is zero-filled, so induced starts at 0.0.
-  DynArrayPtr stepRecord(dynArrayInit(2));
-  reshape<double>(stepRecord.get(), static_cast<int32_t>(builtStep), 1);
-  double* step = elementsOf<double>(stepRecord.get());
-  DynArrayPtr inducedRecord(dynArrayInit(2));
-  reshape<double>(inducedRecord.get(), static_cast<int32_t>(patternLength), 1);
-  double* induced = elementsOf<double>(inducedRecord.get());
+  std::vector<double> stepValues(static_cast<size_t>(builtStep));
+  std::vector<double> inducedValues(static_cast<size_t>(patternLength), 0.0);
+  double* step = stepValues.data();
+  double* induced = inducedValues.data();
   const double* x = elementsOf<double>(pattern);
   buildStep(elementsOf<double>(response), responseLength, builtStep, step);
 
@@ -131,9 +129,8 @@ double crosstalkNoisePower(const DynArray* response, const DynArray* pattern,
   // float ulp, though, and once patternLength / P exceeds about 4e7 that is
   // more than 2.5 unit intervals: P = 1, patternLength = 2^26 + 12 narrows to
   // 2^26 + 16, giving 2^26 + 13 terms and a last index of patternLength.  Such
-  // indices lie past every written sample (zero-filled storage, or no storage
-  // at all), where the term would be 0.0 * 0.0 and leave e unchanged, so the
-  // terms are simply not taken.
+  // indices lie past the truncated convolution, where a term would be
+  // 0.0 * 0.0 and leave e unchanged, so they are simply not taken.
   double best = 0.0;
   for (int64_t s = 0; s < p; ++s) {
     const int64_t available = s < patternLength ? (patternLength - 1 - s) / p + 1 : 0;

@@ -125,34 +125,21 @@ void convolveSparse(const double* prev, int32_t lenPrev, const double* pdf, int3
       out[j + lane] = sums[lane];
     }
   }
-  for (; j < interiorEnd; ++j) {
-    double sum = 0.0;
-    for (int32_t k = 0; k < count; ++k) {
-      sum += prev[j - taps[k]] * values[k];
-    }
-    out[j] = sum;
-  }
-  for (int32_t tail = std::max(interiorEnd, interiorBegin); tail < length; ++tail) {
-    edge(tail);
+  for (; j < length; ++j) {
+    edge(j);  // the interior's last few outputs, then the tail
   }
 }
 
 // density <- density * pdf (full linear convolution), through `scratch`.
 // Both are non-empty: the running density starts as [1.0] and every cursor
 // density keeps at least one non-zero bin.
-void convolveInto(DynArrayPtr& density, const DynArray* pdf, DynArrayPtr& scratch,
-                  ConvolutionForm form) {
+void convolveInto(DynArrayPtr& density, const DynArray* pdf, DynArrayPtr& scratch) {
   const int32_t lenPrev = numel(density.get());
   const int32_t lenPdf = numel(pdf);
   reshape<double>(scratch.get(), 1, lenPrev + lenPdf - 1);
   double* out = elementsOf<double>(scratch.get());
   const double* prev = elementsOf<double>(density.get());
-  const double* taps = elementsOf<double>(pdf);
-  if (form == ConvolutionForm::kSparse) {
-    convolveSparse(prev, lenPrev, taps, lenPdf, out);
-  } else {
-    convolveDense(prev, lenPrev, taps, lenPdf, out);
-  }
+  convolveSparse(prev, lenPrev, elementsOf<double>(pdf), lenPdf, out);
   std::swap(density, scratch);
 }
 
@@ -171,7 +158,7 @@ void buildAmplitudeAxis(double offsetSum, double w, DynArray* amplitudes) {
 // order they are combined; `roundOffsets` selects the whole-bin offsets.
 bool combineCursors(const std::vector<double>& cursors, int32_t levelCount, double w,
                     bool roundOffsets, DynArray* amplitudes, DynArray* density,
-                    double* offsetOut, double* widthOut, ConvolutionForm form) {
+                    double* offsetOut, double* widthOut) {
   // The M symbol levels and their weights 1 / M.
   const int32_t m = std::max(levelCount, 0);
   std::vector<double> levels(static_cast<size_t>(m));
@@ -203,7 +190,7 @@ bool combineCursors(const std::vector<double>& cursors, int32_t levelCount, doub
     offsetSum = roundOffsets
                     ? static_cast<double>(std::roundf(static_cast<float>(offset + offsetSum)))
                     : offsetSum + offset;
-    convolveInto(running, pdf.get(), scratch, form);
+    convolveInto(running, pdf.get(), scratch);
     combinedAny = true;
   }
   // The axis depends only on the offset of the last combined cursor; with no
@@ -226,14 +213,14 @@ bool combineCursors(const std::vector<double>& cursors, int32_t levelCount, doub
 
 bool levelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
                          DynArray* amplitudes, DynArray* density, double* offsetOut,
-                         double* widthOut, ConvolutionForm form) {
+                         double* widthOut) {
   return combineCursors(keptCursors(signal, w), levelCount, w, false, amplitudes, density,
-                        offsetOut, widthOut, form);
+                        offsetOut, widthOut);
 }
 
 bool sortedLevelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
                                DynArray* amplitudes, DynArray* density, double* offsetOut,
-                               double* widthOut, ConvolutionForm form) {
+                               double* widthOut) {
   const std::vector<double> kept = keptCursors(signal, w);
   // Descending by magnitude, then by index; NaN magnitudes before every
   // number.  Every key differs (the index decides last), so the order is
@@ -252,8 +239,7 @@ bool sortedLevelConvolutionPdf(const DynArray* signal, int32_t levelCount, doubl
   for (const size_t i : order) {
     sequence.push_back(kept[i]);
   }
-  return combineCursors(sequence, levelCount, w, true, amplitudes, density, offsetOut, widthOut,
-                        form);
+  return combineCursors(sequence, levelCount, w, true, amplitudes, density, offsetOut, widthOut);
 }
 
 }  // namespace zefra

@@ -6,27 +6,17 @@
 
 namespace zefra {
 
-// How the running density is convolved with each cursor's density.
-enum class ConvolutionForm {
-  // Skips the zero bins of the cursor density (at most M are non-zero):
-  // identical bits, since the running density is always finite.
-  kSparse,
-  // Every product, summed in increasing index of the running density.
-  kDense,
-};
-
 // signal: row {1, N}.  amplitudes and density: records reshaped to rows.
 // Cursors are combined in index order and the per-cursor offsets summed.
 bool levelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
                          DynArray* amplitudes, DynArray* density, double* offsetOut,
-                         double* widthOut, ConvolutionForm form = ConvolutionForm::kSparse);
+                         double* widthOut);
 
 // As levelConvolutionPdf, but combining the cursors from the largest
 // magnitude to the smallest (equal magnitudes: higher index first) and
 // rounding the accumulated offset to a whole number of bins at every step.
 bool sortedLevelConvolutionPdf(const DynArray* signal, int32_t levelCount, double w,
                                DynArray* amplitudes, DynArray* density, double* offsetOut,
-                               double* widthOut,
-                               ConvolutionForm form = ConvolutionForm::kSparse);
+                               double* widthOut);
 
 }  // namespace zefra

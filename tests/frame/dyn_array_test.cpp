@@ -165,8 +165,8 @@ TEST(EnsureCapacity, NegativeExtentAllocatesNothing) {
   EXPECT_EQ(array->data, nullptr);
 }
 
-TEST(EnsureCapacityTyped, ElementSizesAreComplexDoubleInt32) {
-  for (auto grow : {ensureCapacityComplex, ensureCapacityDouble, ensureCapacityInt32}) {
+TEST(EnsureCapacityTyped, ElementSizesAreComplexAndDouble) {
+  for (auto grow : {ensureCapacityComplex, ensureCapacityDouble}) {
     DynArrayPtr array(dynArrayInit(1));
     array->size[0] = 3;
     grow(array.get(), 0);
@@ -189,17 +189,17 @@ TEST(EnsureCapacityTyped, ElementSizesAreComplexDoubleInt32) {
 TEST(EnsureCapacityTyped, NegativeOldCountCopiesNothing) {
   DynArrayPtr array(dynArrayInit(1));
   array->size[0] = 4;
-  ensureCapacityInt32(array.get(), 0);
-  int32_t* values = elementsOf<int32_t>(array.get());
+  ensureCapacityDouble(array.get(), 0);
+  double* values = elementsOf<double>(array.get());
   for (int i = 0; i < 16; ++i) {
-    values[i] = 7;
+    values[i] = 7.0;
   }
   array->size[0] = 20;
-  ensureCapacityInt32(array.get(), -3);
+  ensureCapacityDouble(array.get(), -3);
   ASSERT_EQ(array->capacity, 32);
-  values = elementsOf<int32_t>(array.get());
+  values = elementsOf<double>(array.get());
   for (int i = 0; i < 32; ++i) {
-    EXPECT_EQ(values[i], 0) << "element " << i;
+    EXPECT_EQ(values[i], 0.0) << "element " << i;
   }
 }
 
@@ -208,18 +208,6 @@ TEST(EnsureCapacityTyped, DoublingSaturatesAtLargestInt32) {
   EXPECT_EQ(grownCapacitySaturating(1073741824, 1073741825), 2147483647);
   EXPECT_EQ(grownCapacitySaturating(1500000000, 2147483647), 2147483647);
   EXPECT_EQ(grownCapacitySaturating(16, 2147483647), 2147483647);
-}
-
-TEST(EnsureCapacityTyped, SaturatedGrowthReallyAllocates) {
-  // 2147483647 four-byte elements: 8 GiB of address space, which calloc
-  // maps lazily; only the capacity bookkeeping is checked.
-  DynArrayPtr array(dynArrayInit(1));
-  array->capacity = 1073741824;  // as if grown before, storage not kept
-  array->size[0] = 1073741825;
-  ensureCapacityInt32(array.get(), 0);
-  EXPECT_EQ(array->capacity, 2147483647);
-  ASSERT_NE(array->data, nullptr);
-  EXPECT_EQ(elementsOf<int32_t>(array.get())[2147483646], 0);
 }
 
 TEST(EnsureCapacityGeneric, DoublesWithoutClampBelowTheLimit) {

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "statistics/histogram_pdf.h"
 #include "support/records.h"
 
 namespace zefra {
@@ -19,17 +20,15 @@ struct Density {
   double offset = -99.0;
 };
 
-using Kernel = bool (*)(const DynArray*, int32_t, double, DynArray*, DynArray*, double*, double*,
-                        ConvolutionForm);
+using Kernel = bool (*)(const DynArray*, int32_t, double, DynArray*, DynArray*, double*, double*);
 
-Density run(Kernel kernel, const std::vector<double>& cursors, int32_t m, double w,
-            ConvolutionForm form = ConvolutionForm::kSparse) {
+Density run(Kernel kernel, const std::vector<double>& cursors, int32_t m, double w) {
   auto signal = testing::doubleRow(cursors);
   auto amplitudes = testing::doubleRow({});
   auto density = testing::doubleRow({});
   Density d;
   double width = 0.0;
-  d.ok = kernel(signal.get(), m, w, amplitudes.get(), density.get(), &d.offset, &width, form);
+  d.ok = kernel(signal.get(), m, w, amplitudes.get(), density.get(), &d.offset, &width);
   d.amplitudes.assign(elementsOf<double>(amplitudes.get()),
                       elementsOf<double>(amplitudes.get()) + numel(amplitudes.get()));
   d.probabilities.assign(elementsOf<double>(density.get()),
@@ -103,33 +102,69 @@ TEST(LevelConvolution, EqualMagnitudesOfOppositeSignCommute) {
   EXPECT_TRUE(sameDoubles(a.amplitudes, b.amplitudes));
 }
 
-TEST(LevelConvolution, SparseConvolutionAgreesWithDenseBitForBit) {
+// The defining density: each cursor's M-point histogram convolved into the
+// running density by the full sum out[j] = sum_i prev[i] * pdf[j - i], every
+// product taken, in increasing i.
+std::vector<double> bruteForceDensity(const std::vector<double>& cursors, int32_t m, double w) {
+  std::vector<double> weights(static_cast<size_t>(m), 1.0 / static_cast<double>(m));
+  auto weightRow = testing::doubleRow(weights);
+  std::vector<double> running{1.0};
+  for (const double a : cursors) {
+    std::vector<double> points;
+    for (int32_t i = 0; i < m; ++i) {
+      points.push_back(std::fabs(a) * (static_cast<double>(i + i) / static_cast<double>(m - 1) - 1.0));
+    }
+    auto pointRow = testing::doubleRow(points);
+    auto pdfRow = testing::emptyRecord();
+    double offset = 0.0;
+    double width = 0.0;
+    EXPECT_TRUE(quantizedHistogramPdf(w, pointRow.get(), weightRow.get(), pdfRow.get(), nullptr,
+                                      &offset, &width));
+    const double* pdf = elementsOf<double>(pdfRow.get());
+    const size_t lenPdf = static_cast<size_t>(numel(pdfRow.get()));
+    std::vector<double> next(running.size() + lenPdf - 1, 0.0);
+    for (size_t j = 0; j < next.size(); ++j) {
+      double sum = 0.0;
+      for (size_t i = 0; i < running.size(); ++i) {
+        if (j >= i && j - i < lenPdf) {
+          sum += running[i] * pdf[j - i];
+        }
+      }
+      next[j] = sum;
+    }
+    running = next;
+  }
+  return running;
+}
+
+TEST(LevelConvolution, DensityMatchesFullConvolutionBitForBit) {
+  // Levels up to 100 (more non-zero bins than the sparse form gathers) and
+  // cursors of decreasing magnitude, all above w and the first positive, so
+  // both kernels keep every cursor and combine them in the given order.
   std::mt19937_64 rng(77);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   int compared = 0;
-  for (int32_t m : {2, 3, 4, 8}) {
-    for (double w : {0.01, 0.037, 0.1, 0.25}) {
-      for (int trial = 0; trial < 6; ++trial) {
-        std::vector<double> cursors(static_cast<size_t>(3 + trial * 4));
-        double scale = 1.0 + 2.0 * unit(rng);
+  for (int32_t m : {2, 3, 4, 8, 100}) {
+    for (double w : {0.01, 0.037, 0.1}) {
+      for (int trial = 0; trial < 4; ++trial) {
+        std::vector<double> cursors(static_cast<size_t>(2 + trial * 3));
+        double scale = 2.0 + unit(rng);
         for (double& c : cursors) {
-          c = (unit(rng) < 0.3 ? -1.0 : 1.0) * scale * unit(rng);
-          scale *= 0.8;
+          c = (&c != cursors.data() && unit(rng) < 0.3 ? -1.0 : 1.0) * scale;
+          scale = w + (scale - w) * (0.3 + 0.6 * unit(rng));
         }
+        const std::vector<double> expected = bruteForceDensity(cursors, m, w);
         for (Kernel kernel : {Kernel{levelConvolutionPdf}, Kernel{sortedLevelConvolutionPdf}}) {
-          const Density sparse = run(kernel, cursors, m, w, ConvolutionForm::kSparse);
-          const Density dense = run(kernel, cursors, m, w, ConvolutionForm::kDense);
-          ASSERT_EQ(sparse.ok, dense.ok);
-          ASSERT_TRUE(sameDoubles(sparse.probabilities, dense.probabilities))
+          const Density d = run(kernel, cursors, m, w);
+          ASSERT_TRUE(d.ok);
+          ASSERT_TRUE(sameDoubles(d.probabilities, expected))
               << "m " << m << " w " << w << " trial " << trial;
-          ASSERT_TRUE(sameDoubles(sparse.amplitudes, dense.amplitudes));
-          ASSERT_EQ(sparse.offset, dense.offset);
           ++compared;
         }
       }
     }
   }
-  EXPECT_EQ(compared, 4 * 4 * 6 * 2);
+  EXPECT_EQ(compared, 5 * 3 * 4 * 2);
 }
 
 TEST(LevelConvolution, NonPositiveWidthKeepsEverySample) {

@@ -22,6 +22,9 @@ struct GoldenFit {
   uint64_t intercept;
 };
 
+struct GoldenFilter { const char* name; std::vector<uint64_t> b, a, x, y; };  // y = Filter(b, a, x)
+struct GoldenUnwrap { const char* name; std::vector<uint64_t> x, y; };        // y = unwrap(x)
+
 inline std::vector<double> doubles(const std::vector<uint64_t>& patterns) {
   std::vector<double> values;
   for (uint64_t p : patterns) {
