@@ -30,7 +30,8 @@ void BM_cursor_density_sparse(benchmark::State& state) {
   const std::vector<double> cursors = decayingCursors(state.range(0));
   for (auto _ : state) {
     zefra::CallFrame frame;
-    zefra::DynArray* signal = frame.row(cursors.data(), static_cast<int32_t>(cursors.size()));
+    const zefra::DynArray* signal =
+        frame.inputRow(cursors.data(), static_cast<int32_t>(cursors.size()));
     zefra::DynArray* amplitudes = frame.doubleOutput(1, 0);
     zefra::DynArray* density = frame.doubleOutput(1, 0);
     double offset = 0.0;

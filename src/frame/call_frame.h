@@ -63,10 +63,9 @@ class CallFrame {
     return makeOutput(values, capacity, sizeof(T));
   }
 
-  // Copies of n caller values, column or row, for kernels that work on
-  // their input in place; the caller's buffer stays untouched.
+  // A copy of n caller values as a column, for kernels that work on their
+  // input in place; the caller's buffer stays untouched.
   DynArray* column(const double* values, int32_t n) { return copy(values, n, 1, n, 8); }
-  DynArray* row(const double* values, int32_t n) { return copy(values, 1, n, n, 8); }
 
   // A zero-filled record of the library's own, {rows, cols}, for results
   // the kernel shapes itself and the export hands back afterwards.

@@ -24,10 +24,10 @@ TEST(CallFrame, ColumnCopiesCallerValuesInOrder) {
   EXPECT_EQ(elementsOf<double>(column)[2], 7.0);
 }
 
-TEST(CallFrame, RowHasOneRowAndNColumns) {
+TEST(CallFrame, InputRowHasOneRowAndNColumns) {
   const std::vector<double> x = {1.0, 4.0};
   CallFrame frame;
-  DynArray* row = frame.row(x.data(), 2);
+  const DynArray* row = frame.inputRow(x.data(), 2);
   EXPECT_EQ(row->size[0], 1);
   EXPECT_EQ(row->size[1], 2);
   EXPECT_EQ(elementsOf<double>(row)[1], 4.0);
