@@ -1,7 +1,9 @@
 // Exports of the interpolation routines.
+#include <algorithm>
+
 #include "frame/call_frame.h"
 #include "interp/interpolation.h"
-#include "interp/sparam_forwarder.h"
+#include "zefra/interp_sparam.h"
 #include "zefra/tdr_helpers.h"
 
 using zefra::DynArray;
@@ -51,5 +53,17 @@ void interp1_Cubic(const double* x, const double* y, const double* xi, double* y
 
 void interp_Sparam(const zefra_complex* sIn, const double* gridIn, int32_t nIn,
                    const double* gridOut, int32_t nOut, zefra_complex* sOut) {
-  zefra::forwardSparamInterpolation(sIn, gridIn, nIn, gridOut, nOut, sOut);
+  // The sibling module under the buffer rule, with negative counts taken as
+  // 0.  It writes every slot, except without an output grid: zeros then.
+  const int32_t inCount = std::max(nIn, 0);
+  const int32_t outCount = std::max(nOut, 0);
+  zefra::CallFrame frame({zefra::spanOf(sOut, outCount)});
+  const auto* trace = zefra::elementsOf<zefra_complex>(frame.input(sIn, inCount));
+  const auto* fIn = zefra::elementsOf<double>(frame.input(gridIn, inCount));
+  const auto* fOut = zefra::elementsOf<double>(frame.input(gridOut, outCount));
+  if (fOut == nullptr) {
+    std::fill_n(sOut, outCount, zefra_complex{0.0, 0.0});
+    return;
+  }
+  zefra_interp_Sparam_C(trace, fIn, inCount, fOut, outCount, sOut);
 }
