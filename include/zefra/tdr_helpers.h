@@ -18,7 +18,8 @@
  *   - An output buffer may share memory with an input or with another
  *     output: the result is that of separate buffers, each output written
  *     whole in parameter order (except Butterworth_TF and GetButterworthTF,
- *     whose H must not share memory with w).
+ *     whose H must not share memory with w, and d_cpdf, which writes its
+ *     two outputs index by index: centersOut[i], then densityOut[i]).
  *   - Every function may be called from several threads at once, provided
  *     the buffers of concurrent calls do not overlap.
  *

@@ -65,11 +65,13 @@ class CallFrame {
 
   // A copy of n caller values as a column, for kernels that work on their
   // input in place; the caller's buffer stays untouched.
-  DynArray* column(const double* values, int32_t n) { return copy(values, n, 1, n, 8); }
+  DynArray* column(const double* values, int32_t n) {
+    return copy(values, n, 1, n, sizeof(double));
+  }
 
   // A zero-filled record of the library's own, {rows, cols}, for results
   // the kernel shapes itself and the export hands back afterwards.
-  DynArray* doubleOutput(int32_t rows, int32_t cols) { return create(rows, cols, 8); }
+  DynArray* doubleOutput(int32_t rows, int32_t cols) { return create(rows, cols, sizeof(double)); }
 
  private:
   static constexpr int kMaxRecords = 16;

@@ -12,6 +12,8 @@
 // arena must equal its initial bytes with the reference outputs written in
 // parameter order.  Butterworth_TF and GetButterworthTF write H while they
 // still read w, so H must not share memory with w; they are not listed.
+// d_cpdf writes its two outputs index by index (centre i, then density i),
+// so its outputs are laid over its inputs only.
 #include <gtest/gtest.h>
 
 #include <cstdint>

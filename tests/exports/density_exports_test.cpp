@@ -106,6 +106,25 @@ TEST(CpdfExport, GridLongerThanDensityIsPaddedWithZeros) {
   EXPECT_NEAR(c[4], 0.2, 1e-15);
 }
 
+TEST(CpdfExport, OverlappingOutputsAreWrittenIndexByIndex) {
+  // densityOut one element after centersOut: centre i lands at i, density i
+  // at i + 1, in the order centre 0, density 0, centre 1, density 1, ...
+  const double points[2] = {0.2, 0.3};
+  const double weights[2] = {0.5, 0.5};
+  std::vector<double> c(5), d(5);
+  double offset = 0.0, width = 0.0;
+  ASSERT_TRUE(d_cpdf(points, weights, c.data(), d.data(), 2, 2, 0, 0.1, &offset, &width));
+  std::vector<double> expected(6, 7.0);
+  for (size_t i = 0; i < 5; ++i) {
+    expected[i] = c[i];
+    expected[i + 1] = d[i];
+  }
+  std::vector<double> shared(6, 7.0);
+  ASSERT_TRUE(d_cpdf(points, weights, shared.data(), shared.data() + 1, 2, 2, 0, 0.1, &offset,
+                     &width));
+  EXPECT_EQ(shared, expected);
+}
+
 TEST(CpdfExport, NaNWidthFailsWithoutCrashing) {
   const double points[1] = {1.0};
   const double weights[1] = {1.0};
